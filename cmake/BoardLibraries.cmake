@@ -1,0 +1,17 @@
+# ztk::rockit and ztk::sdklog: the board's own two libraries, or the stand-ins for a desk.
+if(ZTK_BOARD_LIBS)
+    foreach(pair "rockit:rockit" "sdklog:ZTKSDKLogC")
+        string(REPLACE ":" ";" pair ${pair})
+        list(GET pair 0 name)
+        list(GET pair 1 file)
+        find_library(ZTK_LIB_${name} NAMES ${file} PATHS ${ZTK_BOARD_LIBS} NO_DEFAULT_PATH NO_CACHE
+                     NO_CMAKE_FIND_ROOT_PATH)
+        if(NOT ZTK_LIB_${name})
+            message(FATAL_ERROR "ZTK_BOARD_LIBS: no lib${file}.so in ${ZTK_BOARD_LIBS}")
+        endif()
+        add_library(ztk::${name} SHARED IMPORTED GLOBAL)
+        set_target_properties(ztk::${name} PROPERTIES IMPORTED_LOCATION ${ZTK_LIB_${name}})
+    endforeach()
+else()
+    add_subdirectory(standins)
+endif()

@@ -1,0 +1,14 @@
+# ztk::strict: what every target of this project is compiled with. Warnings are errors on both compilers.
+add_library(ztk_strict INTERFACE)
+add_library(ztk::strict ALIAS ztk_strict)
+
+target_compile_options(ztk_strict INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Werror
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wlogical-op -Wduplicated-cond>
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
+
+if(ZTK_SANITIZE)
+    # Through the global flags, so that nothing is linked without the runtime.
+    add_compile_options(-fsanitize=${ZTK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${ZTK_SANITIZE})
+endif()
