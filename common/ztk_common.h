@@ -16,12 +16,12 @@
  *     for 30 s.
  *  5. Output arguments are written on success only.
  *  6. No function throws.
- *  7. Log lines are written while the pool's lock is held. A log callback that calls back into the pool
- *     deadlocks.
+ *  7. The pools write their log lines with their lock held. A log callback that calls back into the pool, or
+ *     that forks, deadlocks.
  *  8. fork(): the child starts with the parent's heap blocks (its own copies) and with neither its MMZ
  *     nor its shared blocks: these stay readable in the child, but belong to the parent; freeing one in
  *     the child fails with ERR_INVALID_PARAM, and the child's exit leaves them alone. The child may use
- *     the pools; its first allocation from a pool starts a reclaimer thread of its own.
+ *     the pools; its first call into a pool starts a reclaimer thread of its own there.
  *  9. exit() with threads still inside these functions is safe: from the moment a pool is torn down its
  *     allocations fail with ERR_NO_MEMORY and its releases with ERR_INVALID_PARAM. dlclose() is not: no
  *     thread may be inside the library then.
@@ -78,7 +78,8 @@ extern "C" {
  * not measured against that reserve. When a new block cannot be had, the pool gives ALL its idle blocks
  * back to the system, of every kind, and tries once more.
  *
- * @param nSize     bytes wanted; 0 always fails. Alignment is that of malloc() (heap) or of a page (MMZ).
+ * @param nSize     bytes wanted. A new block cannot be made with 0. Alignment is that of malloc() (heap) or
+ *                  what librockit gives (MMZ).
  * @param enMemType ZTK_MEM_OS or ZTK_MEM_MMZ. Any other value fails with ERR_NO_MEMORY, after flushing
  *                  every idle block of the pool on the way.
  * @param ppAddr    out: the block's address. Free it with FreePoolMemory().
@@ -91,6 +92,9 @@ ZTK_API uint32_t AllocatePoolMemory(uint64_t nSize, int32_t enMemType, void** pp
  * AllocatePoolMemory() with an alignment.
  *
  * Blocks are pooled by exact alignment: an idle block made with 64 serves requests with 64 only.
+ *
+ * Trap: the length of an MMZ block, @p nSize + @p nAlign + 8, is formed in 32 bits. From 4 GiB on it wraps,
+ * and the request succeeds with a block that is far too small.
  *
  * @param nAlign  any positive number, power of two or not: the address is a multiple of it. 0 or less
  *                gives an unaligned block.
@@ -126,15 +130,18 @@ ZTK_API uint32_t FreePoolMemory(void* pAddr);
  *  - The address is the start of the segment. Its first ZTK_SHARED_HEADER_SIZE bytes hold the header that
  *    other processes check: write your data behind it, and ask for @p nSize = 128 + data bytes. The pool
  *    does not add the header to the size and does not protect it.
- *  - Less than 128 bytes can never be served: ERR_NO_MEMORY, after all idle segments were given back.
- *  - A new block's data area is zero; a reused one holds what was there before.
+ *  - A new segment of less than 128 bytes cannot be made: ERR_NO_MEMORY, after all idle segments were given
+ *    back, unless a larger idle one serves the request.
+ *  - A new block's data area is zero. A reused one is handed out as it was: old content, its own length (up
+ *    to 30 MiB more than asked), and its header, even if a former holder wrote over that.
  *  - A block may be reused while another process still has the old content mapped: agree on who is done
  *    before you free.
  *  - @p szName is not checked: it must be a buffer of ZTK_SHARED_NAME_SIZE characters, null crashes.
- *  - A program that dies without unloading leaves its objects; the next load of the library on the
- *    machine removes those whose process no longer exists in its pid namespace.
+ *  - A program that dies without unloading leaves its objects. The next load of the library on the machine
+ *    removes those whose process id no longer exists in its pid namespace, may not be signalled, or is its
+ *    own. Under a recycled process id they stay.
  *
- * @param nSize  bytes of the whole segment, header included; at least 128. A new segment must leave the
+ * @param nSize  bytes of the whole segment, header included. A new segment must leave the
  *               system with more than 350 MiB available.
  * @param ppAddr out: address of the segment in this process. Free it with FreePoolSharedMemory().
  * @param szName out: the object's name, NUL-terminated, as shm_open() takes it here (no leading slash).

@@ -76,8 +76,10 @@ typedef enum ZtkViewStatus {
 
 #ifdef __cplusplus
 #define ZTK_VIEW_CAST_(type, value) static_cast<type>(value)
+#define ZTK_VIEW_NULL_ nullptr
 #else
 #define ZTK_VIEW_CAST_(type, value) ((type)(value))
+#define ZTK_VIEW_NULL_ NULL
 #endif
 
 /* The header as it lies in memory, in the machine's byte order. A block's name has no terminator. */
@@ -88,12 +90,12 @@ typedef enum ZtkViewStatus {
 #define ZTK_VIEW_NAME_FIELD_ 80
 
 static inline const char* ZtkViewBareName_(const char* szName) {
-    return (szName != NULL && szName[0] == '/') ? szName + 1 : szName;
+    return (szName != ZTK_VIEW_NULL_ && szName[0] == '/') ? szName + 1 : szName;
 }
 
 static inline int ZtkViewNameIsGood_(const char* szBareName) {
     size_t nLen = 0;
-    if (szBareName == NULL) return 0;
+    if (szBareName == ZTK_VIEW_NULL_) return 0;
     while (szBareName[nLen] != '\0') {
         if (szBareName[nLen] == '/' || nLen == ZTK_VIEW_NAME_MAX) return 0;
         ++nLen;
@@ -158,13 +160,15 @@ static inline ZtkViewStatus ZtkViewCheckObject_(int nFd, const char* szBareName,
 }
 
 static inline ZtkViewStatus ZtkViewMap_(int nFd, uint64_t nObjectLen, int bWritable, ZtkSharedView* pView) {
-    const size_t nMappingLen = ZTK_VIEW_CAST_(size_t, nObjectLen);
     void* pMapping = MAP_FAILED;
+    size_t nMappingLen = 0;
+    nMappingLen = ZTK_VIEW_CAST_(size_t, nObjectLen);
     if (nMappingLen != nObjectLen) { /* more than this machine can address */
         errno = ENOMEM;
         return ZTK_VIEW_SYSTEM_ERROR;
     }
-    pMapping = mmap(NULL, nMappingLen, bWritable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, nFd, 0);
+    pMapping =
+        mmap(ZTK_VIEW_NULL_, nMappingLen, bWritable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, nFd, 0);
     if (pMapping == MAP_FAILED) return ZTK_VIEW_SYSTEM_ERROR;
     pView->pMapping = pMapping;
     pView->nMappingLen = nMappingLen;
@@ -177,13 +181,13 @@ static inline ZtkViewStatus ZtkViewMap_(int nFd, uint64_t nObjectLen, int bWrita
 /* O_NONBLOCK: a pipe that bears the name must not block. shm_open() itself refuses links and sets
  * close-on-exec. */
 static inline ZtkViewStatus ZtkViewOpen_(const char* szName, int bWritable, ZtkSharedView* pView) {
-    static const ZtkSharedView closed = {NULL, 0, NULL, 0, 0};
+    static const ZtkSharedView closed = {ZTK_VIEW_NULL_, 0, ZTK_VIEW_NULL_, 0, 0};
     const char* szBareName = ZtkViewBareName_(szName);
     ZtkViewStatus enStatus = ZTK_VIEW_OK;
     uint64_t nObjectLen = 0;
     int nFd = -1;
     int nError = 0;
-    if (pView == NULL) return ZTK_VIEW_BAD_ARGUMENT;
+    if (pView == ZTK_VIEW_NULL_) return ZTK_VIEW_BAD_ARGUMENT;
     *pView = closed;
     if (!ZtkViewNameIsGood_(szBareName)) return ZTK_VIEW_BAD_NAME;
     nFd = shm_open(szBareName, (bWritable ? O_RDWR : O_RDONLY) | O_NONBLOCK, 0);
@@ -229,7 +233,8 @@ static inline ZtkViewStatus ZtkOpenSharedViewWritable(const char* szName, ZtkSha
 
 /** The data of a writable view, to write to; null for a read-only or closed one. */
 static inline unsigned char* ZtkSharedViewData(const ZtkSharedView* pView) {
-    if (pView == NULL || pView->pMapping == NULL || !pView->bWritable) return NULL;
+    if (pView == ZTK_VIEW_NULL_ || pView->pMapping == ZTK_VIEW_NULL_ || !pView->bWritable)
+        return ZTK_VIEW_NULL_;
     return ZTK_VIEW_CAST_(unsigned char*, pView->pMapping) + ZTK_VIEW_HEADER_SIZE;
 }
 
@@ -238,15 +243,16 @@ static inline unsigned char* ZtkSharedViewData(const ZtkSharedView* pView) {
  * Closing a closed view, or null, does nothing. Keeps errno.
  */
 static inline void ZtkCloseSharedView(ZtkSharedView* pView) {
-    static const ZtkSharedView closed = {NULL, 0, NULL, 0, 0};
+    static const ZtkSharedView closed = {ZTK_VIEW_NULL_, 0, ZTK_VIEW_NULL_, 0, 0};
     const int nError = errno;
-    if (pView == NULL || pView->pMapping == NULL) return;
+    if (pView == ZTK_VIEW_NULL_ || pView->pMapping == ZTK_VIEW_NULL_) return;
     munmap(pView->pMapping, pView->nMappingLen);
     *pView = closed;
     errno = nError;
 }
 
 #undef ZTK_VIEW_CAST_
+#undef ZTK_VIEW_NULL_
 
 /** A short English text for @p enStatus, never null. */
 static inline const char* ZtkViewStatusText(ZtkViewStatus enStatus) {

@@ -17,8 +17,8 @@ struct FindData {
 struct FindHandle;
 
 /// Starts a scan and reads the first entry. Returns a handle for the caller to close; or null if the
-/// directory cannot be opened, is empty, or its first entry cannot be inspected. In the last case the
-/// directory's stream stays open.
+/// directory cannot be opened, is empty, its first entry cannot be inspected, or memory is out. If the entry
+/// was the reason the directory's stream stays open.
 FindHandle* portable_findfirst(const char* szPath, FindData* pFindData);
 
 /// Reads the next entry. Returns 0 at the end, else 1; an entry that cannot be inspected leaves

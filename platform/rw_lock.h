@@ -6,6 +6,7 @@
 #pragma once
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include "platform/thread_annotations.h"
 
@@ -17,8 +18,8 @@ class ZTK_CAPABILITY("pool lock") RwLock {
     RwLock(const RwLock&) = delete;
     RwLock& operator=(const RwLock&) = delete;
 
-    void LockForWriting() ZTK_ACQUIRE() { pthread_rwlock_wrlock(&lock_); }
-    void LockForReading() ZTK_ACQUIRE_SHARED() { pthread_rwlock_rdlock(&lock_); }
+    void LockForWriting() ZTK_ACQUIRE() { Require(pthread_rwlock_wrlock(&lock_)); }
+    void LockForReading() ZTK_ACQUIRE_SHARED() { Require(pthread_rwlock_rdlock(&lock_)); }
     void Unlock() ZTK_RELEASE_GENERIC() { pthread_rwlock_unlock(&lock_); }
 
     /// Ends the lock's use by its pool. Returns 0 or an error number. glibc keeps nothing outside the lock
@@ -30,6 +31,13 @@ class ZTK_CAPABILITY("pool lock") RwLock {
     void RestartInChild() { pthread_rwlock_init(&lock_, nullptr); }
 
   private:
+    /// The one refusal is EDEADLK: this thread holds the lock, having come back through a log callback. It
+    /// waits for itself, as callers are told; going on would end with the lock released under the outer call.
+    static void Require(int nResult) {
+        while (nResult != 0)
+            pause();
+    }
+
     pthread_rwlock_t lock_ = PTHREAD_RWLOCK_INITIALIZER;
 };
 

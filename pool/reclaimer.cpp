@@ -24,6 +24,11 @@ class SignalsBlocked {
     sigset_t before_{};
 };
 
+int CreateThreadWithoutSignals(std::uint64_t* pThread, ThreadRoutine routine, void* arg) {
+    const SignalsBlocked blocked;
+    return CreateThreadEx(pThread, routine, arg);
+}
+
 }  // namespace
 
 bool Reclaimer::Start(ThreadRoutine routine, void* pPool) {
@@ -33,8 +38,7 @@ bool Reclaimer::Start(ThreadRoutine routine, void* pPool) {
         ZTK_LOG_WriteLog(kLogError, TAGGED_LINE("Init", lines_.nEventFailed, "Create exit event failed"));
         return false;
     }
-    const SignalsBlocked blocked;
-    const int nResult = CreateThreadEx(&hThread_, routine, pPool);
+    const int nResult = CreateThreadWithoutSignals(&hThread_, routine, pPool);
     if (nResult != 0) {
         ZTK_LOG_WriteLog(
             kLogError,

@@ -65,13 +65,13 @@ Status DestroySegment(std::uint64_t nSize, const char* szName, std::uint32_t hOs
 
 std::string GenerateSharedMemoryName() {
     constexpr int kRandomBytes = 16;
-    std::string name = "ZTKTool-" + std::to_string(getpid()) + "-";
+    std::string random;
     for (int i = 0; i < kRandomBytes; ++i) {
         char szDigits[8];
         std::snprintf(szDigits, sizeof(szDigits), "%02x", static_cast<unsigned>(RandomByte()));
-        name += szDigits;
+        random += szDigits;
     }
-    return name;
+    return "ZTKTool-" + std::to_string(getpid()) + "-" + random;
 }
 
 // The plain and the aligned creation differ in their last step and in how they print the error code.

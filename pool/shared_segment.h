@@ -14,7 +14,7 @@ namespace ztk {
 constexpr std::uint32_t kNoOsMapping = 0xFFFFFFFF;
 
 /// "ZTKTool-<process id>-<32 random hexadecimal digits>". Throws if memory or the random device cannot be
-/// had. Sixteen openings of the random device a name: nothing is kept between calls.
+/// had. Every byte opens the random device anew: nothing is kept between calls.
 std::string GenerateSharedMemoryName();
 
 Status CreateSharedMemory(std::uint64_t nSize, const char* szName, std::uint32_t* pOsMapping, void** ppView);
