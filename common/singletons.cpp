@@ -11,13 +11,14 @@ SharedMemoryPool g_sharedMemoryPool;
 LocalMemoryPool g_localMemoryPool;
 PoolSettings g_poolSettings;
 
-// The two pools never call each other, so any fixed order of their locks will do.
-void PrepareFork() ZTK_NO_LOCK_ANALYSIS {
+// The two pools never call each other, so any fixed order of their locks will do. While a fork waits for one
+// pool, calls into the other wait as well.
+void PrepareFork() {
     g_sharedMemoryPool.PrepareFork();
     g_localMemoryPool.PrepareFork();
 }
 
-void ResumeParent() ZTK_NO_LOCK_ANALYSIS {
+void ResumeParent() {
     g_localMemoryPool.ResumeParent();
     g_sharedMemoryPool.ResumeParent();
 }

@@ -122,4 +122,8 @@ int DestroyEvent(neosmart_event_t event) {
     return 0;
 }
 
+void AbandonEvent(neosmart_event_t event) {
+    delete event;
+}
+
 }  // namespace neosmart

@@ -29,4 +29,8 @@ int WaitForEvent(neosmart_event_t event, std::uint64_t milliseconds);
 
 int DestroyEvent(neosmart_event_t event);
 
+/// For a forked child: frees the memory of an event that a thread of the parent may be waiting on. To destroy
+/// it would wait for that thread, which does not exist in the child.
+void AbandonEvent(neosmart_event_t event);
+
 }  // namespace neosmart

@@ -20,6 +20,8 @@ class ZTK_CAPABILITY("pool lock") RwLock {
 
     void LockForWriting() ZTK_ACQUIRE() { Require(pthread_rwlock_wrlock(&lock_)); }
     void LockForReading() ZTK_ACQUIRE_SHARED() { Require(pthread_rwlock_rdlock(&lock_)); }
+    /// Returns false, having done nothing, if this thread holds the lock for writing already.
+    bool LockForWritingUnlessMine() ZTK_NO_LOCK_ANALYSIS { return pthread_rwlock_wrlock(&lock_) == 0; }
     void Unlock() ZTK_RELEASE_GENERIC() { pthread_rwlock_unlock(&lock_); }
 
     /// Ends the lock's use by its pool. Returns 0 or an error number. glibc keeps nothing outside the lock

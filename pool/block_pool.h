@@ -22,7 +22,13 @@
 // A thread may still call in while the process exits. Once the teardown has closed the pool such calls are
 // refused, before the lock where they can see it and under it otherwise; they touch only the flag and the
 // lock, which have no destructors.
+//
+// A forked child finds the pool whole (see PrepareFork). It settles in it with its first call; until then,
+// and also when the fork went past the handlers, the owner's process id tells the teardown what is not its
+// own.
 #pragma once
+
+#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
@@ -67,10 +73,7 @@ class BlockPool {
     }
 
     /// Gives back every block, busy or not. The idle total keeps its value.
-    void FreeAllMemory() ZTK_EXCLUDES(lock_) {
-        const WriteGuard guard(lock_);
-        GiveBackAll();
-    }
+    void FreeAllMemory() ZTK_EXCLUDES(lock_) { GiveBackAll(false); }
 
     /// The reclaimer's work, on its thread, until UnInit().
     void DoFreeUnbusyMemoryWork() {
@@ -79,26 +82,32 @@ class BlockPool {
     }
 
     /// Ends the pool for good: gives back every block, stops the reclaimer, destroys the lock. Returns the
-    /// result of the last.
+    /// result of the last. Only the first call does anything.
     Status UnInit() ZTK_EXCLUDES(lock_) {
-        if (bClosed_.load(std::memory_order_acquire)) return ZTK_SUCCESS;
-        Close();
+        // Closed before the lock is had: a child forked while this waits for it finds a pool that refuses.
+        if (bClosed_.exchange(true)) return ZTK_SUCCESS;
+        const bool bInherited = getpid() != nOwner_.load();
+        if (bInherited) StartAfreshInChild();
+        GiveBackAll(bInherited);
         reclaimer_.Stop();
         return static_cast<Status>(lock_.Destroy());
     }
 
-    /// Around a fork: the forking thread holds the lock, so that the child's copy of the pool is whole.
-    void PrepareFork() ZTK_ACQUIRE(lock_) { lock_.LockForWriting(); }
-    void ResumeParent() ZTK_RELEASE(lock_) { lock_.Unlock(); }
+    /// Around a fork the forking thread holds the lock, so that the child's copy of the pool is whole. It may
+    /// hold it already: a crash handler forks in the middle of an interrupted call.
+    void PrepareFork() ZTK_NO_LOCK_ANALYSIS { bLockedByFork_ = lock_.LockForWritingUnlessMine(); }
+    void ResumeParent() ZTK_NO_LOCK_ANALYSIS {
+        if (bLockedByFork_) lock_.Unlock();
+    }
 
-    /// The child keeps what it has its own copies of. Everything else belongs to the parent, which still
-    /// uses it: here it is only memory.
+    /// As little as possible is done here: most children only exec. The rest waits for the child's first
+    /// call.
     void ResumeChild() ZTK_NO_LOCK_ANALYSIS {
-        lock_.RestartInChild();
-        reclaimer_.ForgetInChild();
-        if (bClosed_.load(std::memory_order_relaxed)) return;
-        for (auto& [place, list] : lists_) {
-            if (!Pool::SurvivesFork(place)) Disown(list);
+        if (bLockedByFork_) {
+            StartAfreshInChild();
+        } else {
+            bClosed_.store(true);  // in the middle of a call: there is no telling what is whole
+            reclaimer_.ForgetInChild();
         }
     }
 
@@ -167,11 +176,38 @@ class BlockPool {
     Reclaimer reclaimer_;
 
   private:
-    /// A pool that lost its reclaimer in a fork gets a new one with the child's first call.
+    /// To be asked by every call that hands out or takes back, with the lock held.
     bool IsOpen() ZTK_REQUIRES(lock_) {
         if (bClosed_.load(std::memory_order_relaxed)) return false;
-        if (reclaimer_.WasLostInFork()) static_cast<Pool*>(this)->StartReclaimer();
+        if (bForked_) SettleInChild();
         return true;
+    }
+
+    void StartAfreshInChild() ZTK_NO_LOCK_ANALYSIS {
+        lock_.RestartInChild();
+        reclaimer_.ForgetInChild();
+        bForked_ = true;
+    }
+
+    /// A forked child that goes on to use the pool makes it its own.
+    void SettleInChild() ZTK_REQUIRES(lock_) {
+        bForked_ = false;
+        nOwner_.store(getpid());
+        DisownParents();
+        static_cast<Pool*>(this)->StartReclaimer();
+    }
+
+    /// The child keeps what it has its own copies of. Everything else belongs to the parent, which still
+    /// uses it: here it is only memory.
+    void DisownParents() ZTK_REQUIRES(lock_) {
+        for (auto& [place, list] : lists_) {
+            if (Pool::SurvivesFork(place)) continue;
+            for (const Block& block : list) {
+                index_.Erase(AddressOf(block));
+                if (!block.bBusy) SubtractRedundant(block.nSize);
+            }
+            list.Truncate(0);
+        }
     }
 
     /// Everything that can fail comes before the memory is obtained, so that nothing is recorded half.
@@ -230,27 +266,15 @@ class BlockPool {
         SubtractRedundant(block.nSize);
     }
 
-    void GiveBackAll() ZTK_REQUIRES(lock_) {
+    void GiveBackAll(bool bInherited) ZTK_EXCLUDES(lock_) {
+        const WriteGuard guard(lock_);
+        if (bInherited) DisownParents();
         for (const auto& [place, list] : lists_) {
             for (const Block& block : list)
                 Pool::UnmakeBlock(block, index_.PlaceOf(AddressOf(block)));
         }
         lists_.clear();
         index_.Clear();
-    }
-
-    void Close() ZTK_EXCLUDES(lock_) {
-        const WriteGuard guard(lock_);
-        bClosed_.store(true, std::memory_order_release);
-        GiveBackAll();
-    }
-
-    void Disown(BlockList<Block>& list) ZTK_REQUIRES(lock_) {
-        for (const Block& block : list) {
-            index_.Erase(AddressOf(block));
-            if (!block.bBusy) SubtractRedundant(block.nSize);
-        }
-        list.Truncate(0);
     }
 
     // Written under the lock; atomic because the reclaimer's log line reads it without.
@@ -265,6 +289,9 @@ class BlockPool {
     AddressIndex<Place> index_ ZTK_GUARDED_BY(lock_);
     std::atomic<std::uint64_t> nRedundantSize_{0};
     std::atomic<bool> bClosed_{false};
+    std::atomic<pid_t> nOwner_{getpid()};         ///< the process that the blocks belong to
+    bool bForked_ ZTK_GUARDED_BY(lock_) = false;  ///< in a child that has not used the pool yet
+    bool bLockedByFork_ = false;                  ///< between PrepareFork() and its Resume
 };
 
 }  // namespace ztk

@@ -32,7 +32,6 @@ int CreateThreadWithoutSignals(std::uint64_t* pThread, ThreadRoutine routine, vo
 }  // namespace
 
 bool Reclaimer::Start(ThreadRoutine routine, void* pPool) {
-    bLostInFork_ = false;
     hExitEvent_ = neosmart::CreateEvent(true, false);
     if (hExitEvent_ == nullptr) {
         ZTK_LOG_WriteLog(kLogError, TAGGED_LINE("Init", lines_.nEventFailed, "Create exit event failed"));
@@ -70,11 +69,14 @@ void Reclaimer::Stop() {
     hThread_ = 0;
     neosmart::DestroyEvent(hExitEvent_);
     hExitEvent_ = nullptr;
+    neosmart::AbandonEvent(hParentsEvent_);
+    hParentsEvent_ = nullptr;
 }
 
 void Reclaimer::ForgetInChild() {
-    bLostInFork_ = hThread_ != 0 || bLostInFork_;
     hThread_ = 0;
+    if (hExitEvent_ == nullptr) return;
+    hParentsEvent_ = hExitEvent_;
     hExitEvent_ = nullptr;
 }
 

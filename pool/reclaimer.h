@@ -46,18 +46,14 @@ class Reclaimer {
     /// Sets the exit event, joins the thread and destroys the event, as far as they exist.
     void Stop();
 
-    /// For a forked child, which has no such thread. The event is left alone: destroying it would wait for
-    /// a waiter that does not exist here.
+    /// For a forked child, which has no such thread.
     void ForgetInChild();
-
-    /// True from ForgetInChild() of a running reclaimer until the next Start().
-    bool WasLostInFork() const { return bLostInFork_; }
 
   private:
     const Lines lines_;
     neosmart::neosmart_event_t hExitEvent_ = nullptr;
     std::uint64_t hThread_ = 0;
-    bool bLostInFork_ = false;
+    neosmart::neosmart_event_t hParentsEvent_ = nullptr;  ///< left by ForgetInChild()
 };
 
 }  // namespace ztk
