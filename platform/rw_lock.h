@@ -36,7 +36,8 @@ class ZTK_CAPABILITY("pool lock") RwLock {
     /// The one refusal is EDEADLK: this thread holds the lock, having come back through a log callback. It
     /// waits for itself, as callers are told; going on would end with the lock released under the outer call.
     static void Require(int nResult) {
-        while (nResult != 0)
+        if (nResult == 0) return;
+        for (;;)
             pause();
     }
 

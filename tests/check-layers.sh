@@ -44,6 +44,7 @@ check() {
     cd "$1"
     files=$(find common pool platform pevents external -name '*.h' -o -name '*.c' -o -name '*.cpp')
     bad=0
+    # shellcheck disable=SC2086 # no file name of ours has a blank
     for entry in $(our_includes $files); do
         file=${entry%%:*} header=${entry##*:}
         if ! may_include "$file" "$header"; then

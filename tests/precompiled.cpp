@@ -1,2 +1,4 @@
 // Does nothing: the program whose precompiled headers the test programs share.
-int main() { return 0; }
+int main() {
+    return 0;
+}

@@ -1,5 +1,7 @@
 #include "tests/library/child.h"
 
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +21,16 @@ constexpr int kCannotRun = 127;
 /// In a forked child whose parent had several threads.
 bool g_bLostThreads = false;
 
+/// Neither a hang nor a test that was ended from outside leaves a process behind.
+void EndIfHanging() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    sigset_t alarms;
+    sigemptyset(&alarms);
+    sigaddset(&alarms, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &alarms, nullptr);
+    alarm(kHangSeconds);
+}
+
 pid_t Fork() {
     std::cout.flush();  // what is buffered would be written twice
     std::fflush(nullptr);
@@ -30,7 +42,7 @@ pid_t Fork() {
     }
     if (nChild == 0) {
         g_bLostThreads = bHasThreads;
-        alarm(kHangSeconds);
+        EndIfHanging();
     }
     return nChild;
 }

@@ -31,6 +31,7 @@ inline constexpr std::array kWrappedNames = {
     std::string_view("kill"),
     std::string_view("getpid"),
     std::string_view("usleep"),
+    std::string_view("pause"),
     std::string_view("strtol"),
     std::string_view("dlopen"),
     std::string_view("dlsym"),

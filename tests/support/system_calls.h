@@ -2,7 +2,7 @@
 //
 // Every call that the product makes by one of the names below goes through here (the linker's --wrap), in
 // every build variant: malloc free mmap munmap shm_open shm_unlink ftruncate fallocate close opendir readdir
-// closedir lstat kill getpid usleep strtol dlopen dlsym clock_gettime gettimeofday pthread_create
+// closedir lstat kill getpid usleep pause strtol dlopen dlsym clock_gettime gettimeofday pthread_create
 // pthread_join pthread_sigmask pthread_mutex_{init,lock,trylock,unlock,destroy}
 // pthread_cond_{init,wait,timedwait,signal,broadcast,destroy} pthread_rwlock_destroy.
 //

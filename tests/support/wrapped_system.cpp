@@ -154,6 +154,12 @@ int __wrap_usleep(unsigned nMicroseconds) {
     return __real_usleep(nMicroseconds);
 }
 
+int __real_pause();
+int __wrap_pause() {
+    if (const auto nError = PlannedFailure<IndexOf("pause")>()) return FailWith(*nError);
+    return __real_pause();
+}
+
 long __real_strtol(const char* szText, char** pEnd, int nBase);
 long __wrap_strtol(const char* szText, char** pEnd, int nBase) {
     if (const auto nError = PlannedFailure<IndexOf("strtol")>(szText, ' ', nBase)) return FailWith(*nError);

@@ -15,6 +15,7 @@
 #include "support/available_memory.h"
 #include "support/private_shm.h"
 #include "support/system_calls.h"
+#include "support/thread_sanitizer.h"
 
 // A child starts a thread of its own, which the thread sanitizer must be told to bear.
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_options() {
@@ -81,6 +82,7 @@ TEST_F(LibraryLifetimeTest, BothReclaimersWorkEveryMinute) {
 }
 
 TEST_F(LibraryLifetimeTest, TheExitRemovesTheProcessesOwnSegmentsHeldOrNot) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     ForkToExit([] {
         void* pHeld = nullptr;
         void* pIdle = nullptr;
@@ -96,6 +98,7 @@ TEST_F(LibraryLifetimeTest, TheExitRemovesTheProcessesOwnSegmentsHeldOrNot) {
 }
 
 TEST_F(LibraryLifetimeTest, TheExitOfAChildLeavesTheParentsSegments) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     void* pHeld = nullptr;
     char szName[ZTK_SHARED_NAME_SIZE];
     ASSERT_EQ(AllocatePoolSharedMemory(4096, &pHeld, szName), ZTK_SUCCESS);
@@ -108,6 +111,7 @@ TEST_F(LibraryLifetimeTest, TheExitOfAChildLeavesTheParentsSegments) {
 }
 
 TEST_F(LibraryLifetimeTest, AForkedChildKeepsTheHeapBlocksAndTheSetting) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     void* pHeld = nullptr;
     ASSERT_EQ(AllocatePoolMemory(4096, ZTK_MEM_OS, &pHeld, nullptr), ZTK_SUCCESS);
     SetImageBufferNodeNum(9);

@@ -134,6 +134,14 @@ TEST(EventCalls, OfATestDoNotBlock) {
     EXPECT_THAT(SystemCalls::Recorded(), ElementsAre("pthread_mutex_trylock", "pthread_mutex_unlock"));
 }
 
+TEST(EventCalls, OfAnAbandonedEventAreNone) {
+    neosmart_event_t event = CreateEvent(kManualReset, kSet);
+    SystemCalls::Record(kCalls);
+    AbandonEvent(event);  // frees it; the leak sanitizer is the judge
+    AbandonEvent(nullptr);
+    EXPECT_THAT(SystemCalls::Recorded(), IsEmpty());
+}
+
 TEST(EventCalls, OfTheEndDestroyTheConditionFirst) {
     neosmart_event_t event = CreateEvent(kManualReset, kUnset);
     SystemCalls::Record(kCalls);

@@ -1,4 +1,7 @@
 // Events between threads, in time that the tests move.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <future>
 #include <mutex>
@@ -133,6 +136,22 @@ TEST_F(WaitingThreads, WaitLongerWhenTheClockIsSetBack) {
     time_.AwaitSleepers(1);
     time_.Advance(milliseconds(1));
     EXPECT_THAT(waiter.Results(), UnorderedElementsAre(kTimedOut));
+}
+
+// The waiter does not exist in the child, where destroying the event would wait for it.
+TEST_F(WaitingThreads, AreNotAwaitedWhereTheEventIsAbandonedInAForkedChild) {
+    Waiters waiter(manual_, 1, 15'000);
+    time_.AwaitSleepers(1);
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        AbandonEvent(manual_);
+        _exit(0);
+    }
+    int nStatus = -1;
+    EXPECT_EQ(nChild, waitpid(nChild, &nStatus, 0));
+    EXPECT_EQ(0, nStatus);
+    SetEvent(manual_);
+    EXPECT_THAT(waiter.Results(), UnorderedElementsAre(0));
 }
 
 TEST_F(WaitingThreads, HandEachSetToOneOfThem) {

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <thread>
 #include <vector>
@@ -12,6 +13,17 @@ namespace ztk {
 namespace {
 
 using test::SystemCalls;
+
+// Past the compiler's lock analysis.
+void LockUnseen(RwLock& lock) ZTK_NO_LOCK_ANALYSIS {
+    lock.LockForWriting();
+}
+void LockForReadingUnseen(RwLock& lock) ZTK_NO_LOCK_ANALYSIS {
+    lock.LockForReading();
+}
+void UnlockUnseen(RwLock& lock) ZTK_NO_LOCK_ANALYSIS {
+    lock.Unlock();
+}
 
 TEST(RwLock, LetsOneWriterInAtATime) {
     constexpr int kThreads = 4;
@@ -50,6 +62,29 @@ TEST(RwLock, IsFreeBehindItsGuards) {
     const WriteGuard guard(lock);
 }
 
+TEST(RwLock, IsNotTakenTwiceByItsWriterThatAsksFirst) {
+    RwLock lock;
+    EXPECT_TRUE(lock.LockForWritingUnlessMine());
+    EXPECT_FALSE(lock.LockForWritingUnlessMine());
+    UnlockUnseen(lock);
+    EXPECT_TRUE(lock.LockForWritingUnlessMine());
+    UnlockUnseen(lock);
+}
+
+// Going on would end with the lock released under the outer call.
+TEST(RwLock, KeepsAWriterThatComesBackForEver) {
+    for (void (*pComeBack)(RwLock&) : {LockUnseen, LockForReadingUnseen}) {
+        const auto comeBack = [pComeBack] {
+            RwLock lock;
+            SystemCalls::Fail("pause", 1, EINTR);  // a signal handler ran
+            SystemCalls::Before("pause", 2, [] { _exit(17); });
+            LockUnseen(lock);
+            pComeBack(lock);
+        };
+        EXPECT_EXIT(comeBack(), testing::ExitedWithCode(17), "");
+    }
+}
+
 TEST(RwLock, ReportsTheResultOfItsEnd) {
     RwLock lock;
     SystemCalls::Fail("pthread_rwlock_destroy", 1, EBUSY);
@@ -57,18 +92,10 @@ TEST(RwLock, ReportsTheResultOfItsEnd) {
     EXPECT_EQ(0, lock.Destroy());
 }
 
-void LockWithoutUnlock(RwLock& lock) ZTK_NO_LOCK_ANALYSIS {
-    lock.LockForWriting();
-}
-
-void LockForReadingWithoutUnlock(RwLock& lock) ZTK_NO_LOCK_ANALYSIS {
-    lock.LockForReading();
-}
-
 // As in a forked child, which has the lock as the forking thread took it.
 TEST(RwLock, CanBeTakenAfterARestartByItsHolder) {
     RwLock lock;
-    LockWithoutUnlock(lock);
+    LockUnseen(lock);
     lock.RestartInChild();
     const WriteGuard guard(lock);
 }
@@ -76,7 +103,7 @@ TEST(RwLock, CanBeTakenAfterARestartByItsHolder) {
 // As in a forked child, where a reader of the parent does not exist.
 TEST(RwLock, CanBeTakenAfterARestartWithoutItsReader) {
     RwLock lock;
-    std::thread([&lock] { LockForReadingWithoutUnlock(lock); }).join();
+    std::thread([&lock] { LockForReadingUnseen(lock); }).join();
     lock.RestartInChild();
     const WriteGuard guard(lock);
 }

@@ -150,6 +150,33 @@ TEST_P(UnknownMemoryTypeTest, IsRefusedAfterEveryIdleBlockWasGivenBack) {
 
 INSTANTIATE_TEST_SUITE_P(Types, UnknownMemoryTypeTest, ::testing::Values(2, -1, INT32_MAX, INT32_MIN));
 
+// ---- the limit with real sizes -----------------------------------------------------------------------
+
+TEST_F(LocalMemoryPoolTest, OfFourHundredMegabytesThoseIdleForTenSecondsStay) {
+    std::vector<void*> blocks;
+    for (int i = 0; i < 4; ++i)
+        blocks.push_back(Obtain(kMmz, 100 * kMiB, 0));
+    for (int i = 0; i < 3; ++i)
+        ThePool().ReleaseMemory(blocks[static_cast<std::size_t>(i)]);
+    time_.Advance(std::chrono::seconds(50));
+    ThePool().ReleaseMemory(blocks[3]);
+    ClearLog();
+    time_.Advance(std::chrono::seconds(10));
+    EXPECT_EQ(Log().front(), HeapKind::Limit(400 * kMiB));
+    EXPECT_EQ(Of({"FreeUnbusyMemory"}, Log()).size(), 3U);
+    EXPECT_EQ(ThePool().RedundantSize(), 100 * kMiB);
+    EXPECT_EQ(Obtain(kMmz, 100 * kMiB, 0), blocks[3]);
+}
+
+TEST_F(LocalMemoryPoolTest, HeapAndMmzCountTowardsTheSameLimit) {
+    const void* pHeap = ObtainIdle(kOs, 200 * kMiB, 0);
+    const void* pMmz = ObtainIdle(kMmz, 100 * kMiB + 1, 0);
+    ClearLog();
+    time_.Advance(std::chrono::minutes(1));
+    EXPECT_THAT(TakeLog(), ElementsAre(HeapKind::Limit(300 * kMiB + 1), Freed(pHeap, 200 * kMiB),
+                                       Freed(pMmz, 100 * kMiB + 1)));
+}
+
 // ---- what the system refuses -----------------------------------------------------------------------
 
 TEST_F(LocalMemoryPoolTest, AHeapBlockMustLeaveTheReserve) {

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "pool_fixture.h"
+#include "support/thread_sanitizer.h"
 
 // The child starts a thread of its own, which the thread sanitizer must be told to bear.
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_options() {
@@ -102,6 +103,7 @@ TYPED_TEST(PoolForkTest, AnAllocationMayBeTheChildsFirstCallToo) {
 }
 
 TYPED_TEST(PoolForkTest, TheChildCanUseThePool) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         const Given given = this->Allocate(20'000);
         std::memset(reinterpret_cast<void*>(given.nAddress), 1, 20'000);
@@ -115,6 +117,7 @@ TYPED_TEST(PoolForkTest, TheChildCanUseThePool) {
 }
 
 TYPED_TEST(PoolForkTest, TheChildsFirstCallStartsAReclaimerOfItsOwn) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         const int nStarted = SystemCalls::Count("pthread_create");
         EXPECT_EQ(TypeParam::Release(this->ThePool(), 0), ERR_INVALID_PARAM);
@@ -170,6 +173,7 @@ TYPED_TEST(PoolForkTest, TheEndOfTheChildTouchesNothingOfTheParents) {
 }
 
 TYPED_TEST(PoolForkTest, WhatTheChildObtainsIsGivenBackAtItsEnd) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     const std::vector<std::string> entries = ShmEntries();
     this->Fork([this] {
         const std::size_t nLive = FakeRockit::LiveBlocks();
@@ -181,6 +185,7 @@ TYPED_TEST(PoolForkTest, WhatTheChildObtainsIsGivenBackAtItsEnd) {
 }
 
 TYPED_TEST(PoolForkTest, AGrandchildIsTreatedAlike) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         const Given mine = this->Allocate(20'000);
         this->Fork([this, mine] {

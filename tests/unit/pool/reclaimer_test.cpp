@@ -10,6 +10,7 @@
 #include "fakes/fake_log.h"
 #include "log_texts.h"
 #include "support/system_calls.h"
+#include "support/thread_sanitizer.h"
 #include "support/virtual_time.h"
 
 // A child starts a thread of its own, which the thread sanitizer must be told to bear.
@@ -138,6 +139,7 @@ TEST_F(ReclaimerTest, AThreadThatCannotBeStartedIsLoggedWithItsError) {
 }
 
 TEST_F(ReclaimerTest, AForkedChildForgetsItAndMayStartItsOwn) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     StartAsleep();
     const pid_t nChild = fork();
     if (nChild == 0) {
