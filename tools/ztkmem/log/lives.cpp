@@ -1,0 +1,133 @@
+#include "log/lives.h"
+
+#include <algorithm>
+
+namespace ztkmem::log {
+namespace {
+
+/// How long work is assumed to go on behind a line.
+constexpr double kLongestPause = 60;
+
+/// The two pools of a process start one right after the other.
+constexpr std::uint64_t kStartLines = 1000;
+constexpr double kStartSeconds = 5;
+
+bool HasIds(const Speaker& speaker) {
+    return speaker.nProcess != 0 || speaker.nThread != 0;
+}
+
+double Pause(const Moment& from, const Moment& to) {
+    if (!from.HasTime() || !to.HasTime()) return 0;
+    return std::clamp(to.seconds - from.seconds, 0.0, kLongestPause);
+}
+
+bool IsCloseTo(const Moment& first, const Moment& moment) {
+    if (moment.HasTime() && first.HasTime()) return moment.seconds - first.seconds <= kStartSeconds;
+    return moment.nLine - first.nLine <= kStartLines;
+}
+
+}  // namespace
+
+Lives::Lives() {
+    Add(Moment());
+}
+
+Life& Lives::Add(const Moment& moment) {
+    lives_.push_back(std::make_unique<Life>());
+    lives_.back()->first = moment;
+    lives_.back()->last = moment;
+    lives_.back()->logActiveAtLast = active_;
+    return *lives_.back();
+}
+
+std::unordered_map<std::uint64_t, Life*>& Lives::TableOf(const Speaker& speaker) {
+    auto& table = speaker.nProcess != 0 ? byProcess_ : byThread_;
+    if (table.size() >= kMostSpeakers) table.clear();
+    return table;
+}
+
+void Lives::Attach(const Speaker& speaker, Life& life) {
+    if (!HasIds(speaker)) return;
+    TableOf(speaker)[speaker.nProcess != 0 ? speaker.nProcess : speaker.nThread] = &life;
+    life.bKnownIds = true;
+    if (speaker.nProcess != 0) life.nProcess = speaker.nProcess;
+}
+
+Life& Lives::Of(const Speaker& speaker) {
+    if (!HasIds(speaker)) return *lives_.back();
+    const auto& table = TableOf(speaker);
+    const auto found = table.find(speaker.nProcess != 0 ? speaker.nProcess : speaker.nThread);
+    if (found != table.end()) return *found->second;
+    Life& life = *lives_.back();
+    Attach(speaker, life);
+    return life;
+}
+
+/// The second pool's start belongs to the life that the first one's began.
+bool Lives::Joins(Pool enPool, const Speaker& speaker, const Moment& moment) const {
+    const Life& newest = *lives_.back();
+    if (newest.At(enPool).bStarted || newest.At(enPool).nLimitLines != 0) return false;
+    if (speaker.nProcess != 0 && newest.nProcess != 0 && newest.nProcess != speaker.nProcess) return false;
+    return nBegun_ == 0 ? newest.last.nLine == 0 || IsCloseTo(newest.first, moment)
+                        : IsCloseTo(newest.first, moment);
+}
+
+Life& Lives::Begin(Pool enPool, const Speaker& speaker, const Moment& moment) {
+    const bool bJoins = Joins(enPool, speaker, moment);
+    Life& life = bJoins ? *lives_.back() : Add(moment);
+    const bool bSecondPool =
+        bJoins && life.At(enPool == Pool::kLocal ? Pool::kShared : Pool::kLocal).bStarted;
+    if (!bSecondPool) ++nBegun_;
+    if (life.first.nLine == 0) life.first = moment;
+    life.At(enPool).bStarted = true;
+    life.At(enPool).activeAtLimit = life.active;
+    Attach(speaker, life);
+    return life;
+}
+
+void Lives::NameProcess(const Speaker& speaker, std::uint64_t nProcess) {
+    Life& life = Of(speaker);
+    if (life.nProcess == 0) life.nProcess = nProcess;
+}
+
+void Lives::Spoke(Life& life, bool bInformation, const Moment& moment) {
+    active_ += Pause(last_, moment);
+    last_ = moment;
+    if (life.first.nLine == 0) life.first = moment;
+    if (bInformation) {
+        if (life.bTold) life.active += Pause(life.last, moment);
+        life.bTold = true;
+        life.last = moment;
+    }
+    life.logActiveAtLast = active_;
+}
+
+std::vector<Life*> Lives::Ended(const Life& speaking) const {
+    std::vector<Life*> ended;
+    for (const auto& pLife : lives_) {
+        if (pLife.get() == &speaking || pLife->bEnded || pLife->first.nLine == 0) continue;
+        const bool bSilent = pLife->bTold && active_ - pLife->logActiveAtLast > kSilence;
+        if (pLife->bKnownIds ? bSilent : pLife != lives_.back()) ended.push_back(pLife.get());
+    }
+    return ended;
+}
+
+Life* Lives::OneTooMany() const {
+    if (lives_.size() <= kMost) return nullptr;
+    const auto earlier = [](const auto& one, const auto& other) {
+        if (one->bEnded != other->bEnded) return one->bEnded;
+        return one->last.nLine < other->last.nLine;
+    };
+    return std::min_element(lives_.begin(), lives_.end() - 1, earlier)->get();
+}
+
+void Lives::Forget(const Life* pLife) {
+    for (auto* pTable : {&byProcess_, &byThread_}) {
+        for (auto it = pTable->begin(); it != pTable->end();)
+            it = it->second == pLife ? pTable->erase(it) : std::next(it);
+    }
+    lives_.erase(
+        std::find_if(lives_.begin(), lives_.end(), [pLife](const auto& p) { return p.get() == pLife; }));
+}
+
+}  // namespace ztkmem::log
