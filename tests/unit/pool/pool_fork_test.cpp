@@ -80,6 +80,7 @@ TYPED_TEST(PoolForkTest, TheParentGoesOnAsBefore) {
 }
 
 TYPED_TEST(PoolForkTest, TheChildKeepsHeapBlocksAndDisownsAllOthers) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         auto& pool = this->ThePool();
         const bool bKept = TypeParam::kSurvivesFork;
@@ -94,6 +95,7 @@ TYPED_TEST(PoolForkTest, TheChildKeepsHeapBlocksAndDisownsAllOthers) {
 }
 
 TYPED_TEST(PoolForkTest, AnAllocationMayBeTheChildsFirstCallToo) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         EXPECT_EQ(this->Allocate(4096).nAddress == this->idle_.nAddress, TypeParam::kSurvivesFork);
         EXPECT_EQ(TypeParam::Release(this->ThePool(), this->aligned_.nAddress),
@@ -134,6 +136,7 @@ TYPED_TEST(PoolForkTest, TheChildsFirstCallStartsAReclaimerOfItsOwn) {
 }
 
 TYPED_TEST(PoolForkTest, AReleaseStartsTheChildsReclaimerToo) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         const int nStarted = SystemCalls::Count("pthread_create");
         TypeParam::Release(this->ThePool(), this->busy_.nAddress);
@@ -240,6 +243,7 @@ void LingerInside(const LogLine& line) {
 }
 
 TYPED_TEST(PoolForkTest, AForkWaitsForAThreadInsideThePool) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     g_bInside = false;
     g_bLeaving = false;
     FakeLog::OnLine(LingerInside);
