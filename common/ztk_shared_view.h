@@ -44,8 +44,8 @@
 
 /** Bytes of header in front of the data. */
 #define ZTK_VIEW_HEADER_SIZE 128
-/** Longest name that the system takes, without a leading slash and the terminator. */
-#define ZTK_VIEW_NAME_MAX 254
+/** Longest name of an object (NAME_MAX), without a leading slash and the terminator. */
+#define ZTK_VIEW_NAME_MAX 255
 
 /** A mapped block. Fill it with one of the open functions; the members are for reading only. */
 typedef struct ZtkSharedView {

@@ -19,8 +19,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr uint64_t kMiB = 1024UL * 1024;
-
 uint64_t FreeBytes() {
     struct statvfs status {};
     statvfs("/dev/shm", &status);

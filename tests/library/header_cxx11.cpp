@@ -4,8 +4,7 @@
 
 #include <type_traits>
 
-static_assert(std::is_same<decltype(ZTK_SUCCESS), uint32_t>::value || sizeof(ZTK_SUCCESS) == sizeof(uint32_t),
-              "statuses are 32 bits wide");
+static_assert(sizeof(ZTK_SUCCESS) == sizeof(uint32_t), "statuses are 32 bits wide");
 static_assert(std::is_same<decltype(AllocatePoolMemory(0, ZTK_MEM_OS, nullptr, nullptr)), uint32_t>::value &&
                   std::is_same<decltype(GetImageBufferNodeNum()), int32_t>::value &&
                   std::is_same<decltype(ZTKMemMap()), void*>::value,

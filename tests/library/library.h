@@ -6,6 +6,8 @@
 
 namespace ztk::test {
 
+constexpr uint64_t kMiB = 1024UL * 1024;
+
 /// Path of the library under test.
 constexpr const char* kLibraryPath = ZTK_LIBRARY_PATH;
 

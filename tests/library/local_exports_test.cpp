@@ -17,7 +17,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr uint64_t kMiB = 1024UL * 1024;
 constexpr uint64_t kAllOnes = UINT64_MAX;
 constexpr char kRetry[] =
     "4 [AllocateMemory@142][ZtkCommon] Insufficient memory, free all unbusy block(s) and try again";

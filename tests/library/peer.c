@@ -19,7 +19,7 @@ static void CheckHeader(const unsigned char* pHead, const char* szName, uint64_t
     unsigned char expected[kHeaderSize] = {0};
     expected[14] = kHeaderSize;
     memcpy(expected, &nDataLen, sizeof(nDataLen));
-    memcpy(expected + 16, szName, strlen(szName));
+    memcpy(expected + 16, szName, strlen(szName) + 1); /* NUL included: the field is longer than any name */
     CHECK_EQUAL(pFailures, memcmp(pHead, expected, kHeaderSize), 0);
 }
 

@@ -19,7 +19,6 @@ using testing::SizeIs;
 
 /// Available memory that leaves the reserve and 1 MiB, in the kernel's unit.
 constexpr unsigned long kAvailableKilobytes = (350 + 1) * 1024;
-constexpr uint64_t kMiB = 1024UL * 1024;
 
 class Reserve : public testing::Test {
   protected:

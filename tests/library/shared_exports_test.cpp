@@ -20,8 +20,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr uint64_t kMiB = 1024UL * 1024;
-
 struct Block {
     char* pAddr = nullptr;
     char szName[ZTK_SHARED_NAME_SIZE] = "";

@@ -22,7 +22,6 @@ using testing::SizeIs;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
-constexpr uint64_t kMiB = 1024UL * 1024;
 constexpr int kWakeUp = 15;
 constexpr int kMinute = 60;
 

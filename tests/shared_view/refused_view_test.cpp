@@ -38,11 +38,11 @@ TEST(ViewName, OneLeadingSlashIsAccepted) {
 TEST(ViewName, WhatIsNoNameIsRefused) {
     for (const std::string& szName :
          {std::string(), std::string("/"), std::string("a/b"), std::string("a/"),
-          std::string("../etc/passwd"), std::string(255, 'n'), std::string(256, 'n')}) {
+          std::string("../etc/passwd"), std::string(256, 'n'), std::string(257, 'n')}) {
         EXPECT_EQ(StatusOf(szName.c_str()), ZTK_VIEW_BAD_NAME) << szName;
     }
     EXPECT_EQ(StatusOf(static_cast<const char*>(nullptr)), ZTK_VIEW_BAD_NAME);
-    EXPECT_EQ(StatusOf(std::string(254, 'n').c_str()), ZTK_VIEW_VANISHED);
+    EXPECT_EQ(StatusOf(std::string(255, 'n').c_str()), ZTK_VIEW_VANISHED);
     EXPECT_EQ(StatusOf("."), ZTK_VIEW_NOT_AN_OBJECT);
     EXPECT_EQ(StatusOf(".."), ZTK_VIEW_NOT_AN_OBJECT);
 }

@@ -12,7 +12,6 @@ using test::LogLine;
 using test::PlainLine;
 using test::SystemCalls;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Matcher;
 
 class MapView : public test::MappingTest {
@@ -38,7 +37,7 @@ class MapView : public test::MappingTest {
         return static_cast<char*>(MapView_Linux(hOsMapping_, nMappingLen, &nErr_));
     }
 
-    void Unmap(void* pView) const { munmap(pView, kLen); }
+    static void Unmap(void* pView) { munmap(pView, kLen); }
 
     Matcher<const LogLine&> ClosingLine(const void* pView, const std::string& rest) const {
         return PlainLine(

@@ -16,7 +16,7 @@
 
 namespace ztk::test {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 
 using AllKinds = ::testing::Types<HeapKind, MmzKind, SharedKind>;
 

@@ -7,7 +7,7 @@
 namespace ztk {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 constexpr std::uint64_t kStep = 50 * kMiB;
 
 TEST(PoolLimitsTest, AreTheFixedOnes) {

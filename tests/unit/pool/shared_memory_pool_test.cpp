@@ -62,8 +62,9 @@ TEST_F(SharedMemoryPoolTest, TheObjectIsTheBlockHeaderIncluded) {
     auto* pBlock = reinterpret_cast<char*>(given.nAddress);
     EXPECT_EQ(std::memcmp(pView, pBlock, 5000), 0);
     EXPECT_STREQ(pBlock + 16, given.szName) << "the header is at the block's address";
-    std::strcpy(pBlock + 128, "written here, read there");
-    EXPECT_STREQ(static_cast<char*>(pView) + 128, "written here, read there");
+    const std::string text = "written here, read there";
+    std::memcpy(pBlock + 128, text.c_str(), text.size() + 1);
+    EXPECT_EQ(static_cast<char*>(pView) + 128, text);
     munmap(pView, 5000);
 }
 

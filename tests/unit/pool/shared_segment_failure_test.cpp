@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include "a_segment.h"
 #include "log_texts.h"
 #include "pool/shared_segment.h"
 #include "support/available_memory.h"
@@ -16,13 +17,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-
-constexpr char kName[] = "ZTKTool-1-segment";
-
-struct Segment {
-    std::uint32_t hOsMapping = 0xAAAA;
-    void* pAddr = &hOsMapping;
-};
 
 /// The plain or the aligned pair, whose lines differ in function, number and the form of the error code.
 struct Pair {

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <set>
 
+#include "a_segment.h"
 #include "log_texts.h"
 #include "platform/mapping.h"
 #include "support/available_memory.h"
@@ -21,8 +22,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr char kName[] = "ZTKTool-1-segment";
 
 // ---- names -----------------------------------------------------------------------------------------
 
@@ -67,11 +66,6 @@ TEST(SegmentNameTest, EveryByteHasTwoDigitsAlsoBelowSixteen) {
 }
 
 // ---- creating and destroying -----------------------------------------------------------------------
-
-struct Segment {
-    std::uint32_t hOsMapping = 0xAAAA;
-    void* pAddr = nullptr;
-};
 
 class SharedSegmentTest : public ::testing::Test {
   protected:
