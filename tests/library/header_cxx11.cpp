@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+// NOLINTNEXTLINE(misc-redundant-expression): a status is written as a cast
 static_assert(sizeof(ZTK_SUCCESS) == sizeof(uint32_t), "statuses are 32 bits wide");
 static_assert(std::is_same<decltype(AllocatePoolMemory(0, ZTK_MEM_OS, nullptr, nullptr)), uint32_t>::value &&
                   std::is_same<decltype(GetImageBufferNodeNum()), int32_t>::value &&

@@ -17,8 +17,10 @@ static int Find(void* hLibrary, const char* szName, void* pFunction, int* pMissi
 }
 
 /* The comparison is never made: it lets the compiler hold the pointer's type against the public header. */
+/* NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name */
 #define FIND(name) \
     Find(pLibrary->hLibrary, #name, &pLibrary->name, &nMissing) && sizeof(pLibrary->name == &name)
+/* NOLINTEND(bugprone-macro-parentheses) */
 
 int LoadTheLibrary(const char* szPath, LoadedLibrary* pLibrary) {
     int nMissing = 0;

@@ -51,7 +51,7 @@ MemInfoCover MemInfoCover::Saying(unsigned long nKilobytes) {
 MemInfoCover MemInfoCover::Unopenable() {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kSocket);
+    std::strncpy(address.sun_path, kSocket, sizeof(address.sun_path) - 1);
     const int hSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (bind(hSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) std::perror("bind");
     close(hSocket);

@@ -18,7 +18,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 /// Available memory that leaves the reserve and 1 MiB, in the kernel's unit.
-constexpr unsigned long kAvailableKilobytes = (350 + 1) * 1024;
+constexpr unsigned long kAvailableKilobytes = (350UL + 1) * 1024;
 
 class Reserve : public testing::Test {
   protected:

@@ -110,7 +110,7 @@ std::vector<Sleeper*> Expire(Clock& clock) {
     const auto isDue = [&clock](const Sleeper* pSleeper) { return pSleeper->nDeadline <= clock.nNow; };
     const auto due = std::stable_partition(clock.sleepers.begin(), clock.sleepers.end(),
                                            [&](const Sleeper* pSleeper) { return !isDue(pSleeper); });
-    const std::vector<Sleeper*> expired(due, clock.sleepers.end());
+    std::vector<Sleeper*> expired(due, clock.sleepers.end());
     clock.sleepers.erase(due, clock.sleepers.end());
     for (Sleeper* pSleeper : expired)
         pSleeper->bExpired = true;
@@ -236,7 +236,7 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* pCond, pthread_mutex_t* pMutex
         ztk::test::t_thisThread.Rest();
         return __real_pthread_cond_timedwait(pCond, pMutex, pDeadline);
     }
-    const std::uint64_t nSeconds = static_cast<std::uint64_t>(pDeadline->tv_sec);
+    const auto nSeconds = static_cast<std::uint64_t>(pDeadline->tv_sec);
     return ztk::test::Sleep(
         pCond, pMutex,
         nSeconds * ztk::test::kNanosecondsPerSecond + static_cast<std::uint64_t>(pDeadline->tv_nsec));

@@ -15,18 +15,18 @@ namespace {
 const std::string kName = test::PoolName(1234);
 constexpr std::uint64_t kLength = 4096;
 
-struct Bytes {
+struct Stamped {
     HeaderBytes bytes{};
 
-    Bytes() {
+    Stamped() {
         const test::Bytes good = test::HeaderOf(kName, kLength - kHeaderSize);
         std::copy(good.begin(), good.end(), bytes.begin());
     }
-    Bytes& Put(std::size_t nAt, const std::string& text) {
+    Stamped& Put(std::size_t nAt, const std::string& text) {
         std::memcpy(bytes.data() + nAt, text.data(), text.size());
         return *this;
     }
-    Bytes& Fill(std::uint8_t byValue) {
+    Stamped& Fill(std::uint8_t byValue) {
         bytes.fill(byValue);
         return *this;
     }
@@ -38,7 +38,8 @@ struct Bytes {
 const std::string kOne("\1", 1);
 
 TEST(Header, IsTakenApart) {
-    const Header header = DecodeHeader(Bytes().Put(8, "\x01\x02").Put(10, "abcd").Put(96, "MMZ_7_0x8").bytes);
+    const Header header =
+        DecodeHeader(Stamped().Put(8, "\x01\x02").Put(10, "abcd").Put(96, "MMZ_7_0x8").bytes);
     EXPECT_EQ(header.nDataLen, kLength - 128);
     EXPECT_EQ(header.byReserved8, 1);
     EXPECT_EQ(header.byMmz, 2);
@@ -50,46 +51,46 @@ TEST(Header, IsTakenApart) {
 
 TEST(Header, NameAndMmzTextMayFillTheirFields) {
     const Header header =
-        DecodeHeader(Bytes().Put(16, std::string(80, 'n')).Put(96, std::string(32, 'm')).bytes);
+        DecodeHeader(Stamped().Put(16, std::string(80, 'n')).Put(96, std::string(32, 'm')).bytes);
     EXPECT_EQ(header.name, std::string(80, 'n'));
     EXPECT_EQ(header.mmz, std::string(32, 'm'));
 }
 
 TEST(HeaderVerdict, GoodWhenEverythingFits) {
-    EXPECT_EQ(Bytes().Judge().enState, HeaderState::kGood);
-    EXPECT_TRUE(Bytes().Judge().reasons.empty());
+    EXPECT_EQ(Stamped().Judge().enState, HeaderState::kGood);
+    EXPECT_TRUE(Stamped().Judge().reasons.empty());
 }
 
 TEST(HeaderVerdict, OverwrittenWithTheReasons) {
-    const HeaderVerdict wrongLength = Bytes().Judge(NameKind::kPool, kLength + 1);
+    const HeaderVerdict wrongLength = Stamped().Judge(NameKind::kPool, kLength + 1);
     EXPECT_EQ(wrongLength.enState, HeaderState::kOverwritten);
     EXPECT_EQ(wrongLength.reasons, std::vector<std::string>{"data length is 3968, the object holds 3969"});
-    EXPECT_EQ(Bytes().Put(14, "\x81").Judge().enState, HeaderState::kOverwritten);
-    EXPECT_EQ(Bytes().Put(16, "a b").Judge().enState, HeaderState::kOverwritten);
-    EXPECT_EQ(Bytes().Put(9, kOne).Put(16, "a b").Judge().enState, HeaderState::kOverwritten);
-    EXPECT_EQ(Bytes().Fill(0x55).Judge().enState, HeaderState::kOverwritten);
-    EXPECT_EQ(Bytes().Fill(0x55).Judge().reasons.size(), 4U);
-    EXPECT_EQ(Bytes().Fill(0xFF).Judge().enState, HeaderState::kOverwritten);
+    EXPECT_EQ(Stamped().Put(14, "\x81").Judge().enState, HeaderState::kOverwritten);
+    EXPECT_EQ(Stamped().Put(16, "a b").Judge().enState, HeaderState::kOverwritten);
+    EXPECT_EQ(Stamped().Put(9, kOne).Put(16, "a b").Judge().enState, HeaderState::kOverwritten);
+    EXPECT_EQ(Stamped().Fill(0x55).Judge().enState, HeaderState::kOverwritten);
+    EXPECT_EQ(Stamped().Fill(0x55).Judge().reasons.size(), 4U);
+    EXPECT_EQ(Stamped().Fill(0xFF).Judge().enState, HeaderState::kOverwritten);
 }
 
 TEST(HeaderVerdict, ForeignWhenAnothersOrNeverThere) {
-    EXPECT_EQ(Bytes().Put(16, "another").Judge().enState, HeaderState::kForeign);
-    EXPECT_EQ(Bytes().Fill(0x55).Judge(NameKind::kForeign).enState, HeaderState::kForeign);
-    EXPECT_EQ(Bytes().Fill(0).Judge(NameKind::kForeign).enState, HeaderState::kForeign);
+    EXPECT_EQ(Stamped().Put(16, "another").Judge().enState, HeaderState::kForeign);
+    EXPECT_EQ(Stamped().Fill(0x55).Judge(NameKind::kForeign).enState, HeaderState::kForeign);
+    EXPECT_EQ(Stamped().Fill(0).Judge(NameKind::kForeign).enState, HeaderState::kForeign);
 }
 
 TEST(HeaderVerdict, BlankBeforeItIsStamped) {
-    EXPECT_EQ(Bytes().Fill(0).Judge().enState, HeaderState::kBlank);
-    EXPECT_EQ(Bytes().Fill(0).Put(10, kOne).Judge().enState, HeaderState::kOverwritten);
-    EXPECT_EQ(Bytes().Fill(0).Put(127, kOne).Judge().enState, HeaderState::kOverwritten)
+    EXPECT_EQ(Stamped().Fill(0).Judge().enState, HeaderState::kBlank);
+    EXPECT_EQ(Stamped().Fill(0).Put(10, kOne).Judge().enState, HeaderState::kOverwritten);
+    EXPECT_EQ(Stamped().Fill(0).Put(127, kOne).Judge().enState, HeaderState::kOverwritten)
         << "text behind a first zero is text, too";
 }
 
 TEST(HeaderVerdict, MmzIsDescribed) {
-    const HeaderVerdict good = Bytes().Put(9, kOne).Put(96, "MMZ_4096_0xffff0000").Judge();
+    const HeaderVerdict good = Stamped().Put(9, kOne).Put(96, "MMZ_4096_0xffff0000").Judge();
     EXPECT_EQ(good.enState, HeaderState::kMmz);
     EXPECT_EQ(good.reasons, std::vector<std::string>{"physical 0x1000, virtual 0xffff0000"});
-    const HeaderVerdict unusable = Bytes().Put(9, kOne).Put(96, "MMZ_\x1b").Judge();
+    const HeaderVerdict unusable = Stamped().Put(9, kOne).Put(96, "MMZ_\x1b").Judge();
     EXPECT_EQ(unusable.enState, HeaderState::kMmz);
     EXPECT_EQ(unusable.reasons, std::vector<std::string>{"unusable MMZ text \"MMZ_\\x1b\""});
 }
@@ -119,7 +120,7 @@ TEST(HeaderVerdict, WhateverIsInTheBytesTheWordsAreSafe) {
     std::mt19937 random(4711);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same headers every time
     std::array<int, 8> seen{};
     for (int i = 0; i < 20000; ++i) {
-        Bytes header;
+        Stamped header;
         if (i % 3 == 0) header.Fill(static_cast<std::uint8_t>(random() % 4 == 0 ? 0 : random()));
         const auto nChanges = random() % 5;
         for (unsigned n = 0; n < nChanges; ++n)

@@ -12,9 +12,6 @@
 namespace ztkmem::test {
 namespace {
 
-constexpr std::int64_t kHour = 3600;
-constexpr std::int64_t kDay = 24 * kHour;
-
 class Ls : public ProgramTest {
   protected:
     /// One of each kind; nobody who could be alive.

@@ -15,7 +15,7 @@ OwnerFacts Facts(Signalled enSignalled) {
     return facts;
 }
 
-OwnerFacts Process(char chState, std::int64_t nThreads, std::int64_t nStartedAt) {
+OwnerFacts ProcessIn(char chState, std::int64_t nThreads, std::int64_t nStartedAt) {
     OwnerFacts facts = Facts(Signalled::kReached);
     facts.process = OwnerProcess{chState, nThreads, nStartedAt};
     return facts;
@@ -38,20 +38,20 @@ TEST(Owner, IsDeadOnlyWhenNobodyCanBeOverlooked) {
 }
 
 TEST(Owner, ZombieIsAsDeadAsItsThreads) {
-    EXPECT_EQ(JudgeOwner(Process('Z', 1, kMade - 10)), OwnerState::kZombie);
-    EXPECT_EQ(JudgeOwner(Process('Z', 0, kMade - 10)), OwnerState::kZombie);
-    EXPECT_EQ(JudgeOwner(Process('X', 0, kMade - 10)), OwnerState::kZombie);
-    EXPECT_EQ(JudgeOwner(Process('Z', 2, kMade - 10)), OwnerState::kAlive);
-    OwnerFacts facts = Process('Z', 1, kMade - 10);
+    EXPECT_EQ(JudgeOwner(ProcessIn('Z', 1, kMade - 10)), OwnerState::kZombie);
+    EXPECT_EQ(JudgeOwner(ProcessIn('Z', 0, kMade - 10)), OwnerState::kZombie);
+    EXPECT_EQ(JudgeOwner(ProcessIn('X', 0, kMade - 10)), OwnerState::kZombie);
+    EXPECT_EQ(JudgeOwner(ProcessIn('Z', 2, kMade - 10)), OwnerState::kAlive);
+    OwnerFacts facts = ProcessIn('Z', 1, kMade - 10);
     facts.bIdInInnerNamespace = true;
     EXPECT_EQ(JudgeOwner(facts), OwnerState::kNotVisible);
 }
 
 TEST(Owner, ThatStartedAfterTheObjectWasMadeMayBeAStranger) {
-    EXPECT_EQ(JudgeOwner(Process('S', 1, kMade + 3)), OwnerState::kReused);
-    EXPECT_EQ(JudgeOwner(Process('S', 1, kMade + 2)), OwnerState::kAlive);
-    EXPECT_EQ(JudgeOwner(Process('S', 1, kMade - 3)), OwnerState::kAlive);
-    EXPECT_EQ(JudgeOwner(Process('Z', 1, kMade + 3)), OwnerState::kZombie);
+    EXPECT_EQ(JudgeOwner(ProcessIn('S', 1, kMade + 3)), OwnerState::kReused);
+    EXPECT_EQ(JudgeOwner(ProcessIn('S', 1, kMade + 2)), OwnerState::kAlive);
+    EXPECT_EQ(JudgeOwner(ProcessIn('S', 1, kMade - 3)), OwnerState::kAlive);
+    EXPECT_EQ(JudgeOwner(ProcessIn('Z', 1, kMade + 3)), OwnerState::kZombie);
 }
 
 TEST(Owner, OnlyDeadAndZombieMayBeReaped) {

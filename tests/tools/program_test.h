@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -11,6 +12,9 @@
 #include "tools/program.h"
 
 namespace ztkmem::test {
+
+constexpr std::int64_t kHour = 3600;
+constexpr std::int64_t kDay = 24 * kHour;
 
 /// Starts with an empty /dev/shm, and has a folder for files that is removed in the end.
 class ProgramTest : public testing::Test {

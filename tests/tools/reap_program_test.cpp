@@ -9,8 +9,6 @@
 namespace ztkmem::test {
 namespace {
 
-constexpr std::int64_t kDay = 24 * 3600;
-
 class Reap : public ProgramTest {
   protected:
     const std::string old_ = PoolName(kNobody);

@@ -43,7 +43,7 @@ class Show : public ProgramTest {
 
 TEST_F(Show, TakesAGoodHeaderApart) {
     WriteSegment(name_, Pattern(100'000));
-    SetAge(name_, 26 * 3600);
+    SetAge(name_, 26 * kHour);
     const Outcome outcome = ZtkMem({"show", name_, "--this-pid-namespace", "--hex", "--length", "200"});
     EXPECT_EQ(outcome.nStatus, 0);
     EXPECT_EQ(WithoutUnread(outcome.out), Golden("show.txt"));
@@ -51,7 +51,7 @@ TEST_F(Show, TakesAGoodHeaderApart) {
 
 TEST_F(Show, TellsWhatIsWrongWithAnOverwrittenHeader) {
     WriteObject(name_, Bytes(4096, 0x55));
-    SetAge(name_, 26 * 3600);
+    SetAge(name_, 26 * kHour);
     const Outcome outcome = ZtkMem({"show", name_, "--this-pid-namespace"});
     EXPECT_EQ(outcome.nStatus, 1);
     EXPECT_EQ(WithoutUnread(outcome.out), Golden("show-overwritten.txt"));
@@ -89,7 +89,7 @@ TEST_F(Show, GrayIsWrittenPixelByPixel) {
 }
 
 TEST_F(Show, RgbAndBgrAreWrittenPixelByPixel) {
-    const Bytes data = Pattern(31 * 7 * 3);
+    const Bytes data = Pattern(31UL * 7 * 3);
     WriteSegment(name_, data);
     ASSERT_EQ(Save("rgb24:31x7").nStatus, 0);
     EXPECT_EQ(ReadPng(Picture()).pixels, data);

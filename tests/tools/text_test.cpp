@@ -79,7 +79,7 @@ TEST(HumanAge, RoundsDown) {
     EXPECT_EQ(HumanAge(60), "1m");
     EXPECT_EQ(HumanAge(3599), "59m");
     EXPECT_EQ(HumanAge(86399), "23h");
-    EXPECT_EQ(HumanAge(86400 * 400), "400d");
+    EXPECT_EQ(HumanAge(86400L * 400), "400d");
 }
 
 TEST(ParseAge, TakesOneNumberAndOneUnit) {

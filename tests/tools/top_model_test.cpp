@@ -7,7 +7,7 @@
 namespace ztkmem {
 namespace {
 
-constexpr std::uint64_t kMegabyte = 1024 * 1024;
+constexpr std::uint64_t kMegabyte = 1024UL * 1024;
 
 Segment Owned(int nOwner, std::uint64_t nResident, OwnerState enOwner = OwnerState::kAlive) {
     Segment segment;

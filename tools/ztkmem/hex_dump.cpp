@@ -9,8 +9,6 @@ namespace {
 
 constexpr std::size_t kPerLine = 16;
 
-using Bytes = std::vector<std::uint8_t>;
-
 char Shown(std::uint8_t byValue) {
     return byValue >= 0x20 && byValue < 0x7F ? static_cast<char>(byValue) : '.';
 }
@@ -25,14 +23,14 @@ std::string Line(const std::uint8_t* pBytes, std::size_t nCount, std::uint64_t n
     return fmt::format("{:08x} {:<49}  |{}|\n", nPlace, digits, characters);
 }
 
-bool RepeatsTheLineBefore(const Bytes& bytes, std::size_t nAt) {
+bool RepeatsTheLineBefore(const std::vector<std::uint8_t>& bytes, std::size_t nAt) {
     if (nAt < kPerLine || bytes.size() - nAt < kPerLine) return false;
     return std::equal(&bytes[nAt - kPerLine], &bytes[nAt], &bytes[nAt]);
 }
 
 }  // namespace
 
-std::string HexDump(const Bytes& bytes, std::uint64_t nFirst) {
+std::string HexDump(const std::vector<std::uint8_t>& bytes, std::uint64_t nFirst) {
     std::string text;
     bool bLeftOut = false;
     for (std::size_t nAt = 0; nAt < bytes.size(); nAt += kPerLine) {

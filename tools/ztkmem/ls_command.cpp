@@ -20,7 +20,7 @@ struct LsOptions {
     std::string sort = "name";
 };
 
-constexpr char kFooter[] =
+constexpr char kLsFooter[] =
     R"(Columns: PID and COMMAND of the owner that the name tells; OWNER alive, dead, zombie (as
 dead), "pid reused?" (started after the object was made), "not visible" (nobody of that id in
 sight, which proves nothing here), "odd name" (marked as the library's, but not made by it);
@@ -70,7 +70,7 @@ void AddLs(CLI::App& program, int& nExitStatus) {
         ->type_name("KEY");
     pCommand->add_flag("-r,--reverse", pOptions->bReverse, "Sort the other way round");
     AddNamespaceOption(*pCommand, pOptions->bVouchedFor);
-    pCommand->footer(kFooter);
+    pCommand->footer(kLsFooter);
     pCommand->callback([pOptions, &nExitStatus] { nExitStatus = RunLs(*pOptions); });
 }
 

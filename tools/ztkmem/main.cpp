@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "command.h"
+#include "log/log_command.h"
 #include "text.h"
 
 namespace ztkmem {
@@ -24,6 +25,7 @@ void AddCommands(CLI::App& program, int& nExitStatus) {
     AddShow(program, nExitStatus);
     AddReap(program, nExitStatus);
     AddTop(program, nExitStatus);
+    AddLogCommand(program, nExitStatus);
 }
 
 /// One line, whatever the parser had to say.
@@ -58,7 +60,8 @@ int Run(int nCount, char** ppArguments) {
         "Every command explains itself: ztkmem ls --help\nExamples:\n"
         "  ztkmem ls                  what is there, whose it is, whether it is stale\n"
         "  ztkmem reap                what dead processes left behind\n"
-        "  ztkmem top                 the same, live");
+        "  ztkmem top                 the same, live\n"
+        "  ztkmem log camera.log      what the pools did, from their log lines");
     AddCommands(program, nExitStatus);
     try {
         program.parse(nCount, ppArguments);

@@ -19,7 +19,7 @@ struct ReapOptions {
     bool bVouchedFor = false;
 };
 
-constexpr char kFooter[] =
+constexpr char kReapFooter[] =
     R"(Removes only what a dead process provably left: the name is exactly as the library makes them,
 nobody has the pid in it (or only a zombie), and no process can be hidden, be it by /proc or in
 another pid namespace. Each is looked at again right before it is removed. Memory that another
@@ -128,7 +128,7 @@ void AddReap(CLI::App& program, int& nExitStatus) {
         ->check(CheckAge)
         ->type_name("AGE");
     AddNamespaceOption(*pCommand, pOptions->bVouchedFor);
-    pCommand->footer(kFooter);
+    pCommand->footer(kReapFooter);
     pCommand->callback([pOptions, &nExitStatus] { nExitStatus = RunReap(*pOptions); });
 }
 

@@ -30,7 +30,7 @@ struct ShowOptions {
     bool bVouchedFor = false;
 };
 
-constexpr char kFooter[] =
+constexpr char kShowFooter[] =
     R"(FORMAT:WxH is gray8, rgb24, bgr24, nv12 or yuyv with width and height, rows without padding;
 Y, U and V are BT.601 with limited range. The picture is read from behind the 128-byte header.
 NAME may be given as ztkmem ls prints it, or as a path below /dev/shm.
@@ -138,7 +138,7 @@ void AddShow(CLI::App& program, int& nExitStatus) {
     pAs->needs(pOutput);
     pOutput->needs(pAs);
     AddNamespaceOption(*pCommand, pOptions->bVouchedFor);
-    pCommand->footer(kFooter);
+    pCommand->footer(kShowFooter);
     pCommand->callback([pOptions, pOffset, &nExitStatus] {
         pOptions->bOffsetGiven = pOffset->count() != 0;
         CheckOptions(*pOptions);

@@ -10,6 +10,10 @@
 namespace ztkmem {
 namespace {
 
+constexpr std::int64_t kMinute = 60;
+constexpr std::int64_t kHour = 60 * kMinute;
+constexpr std::int64_t kDay = 24 * kHour;
+
 struct Character {
     std::size_t nBytes = 0;  ///< 0: not UTF-8
     char32_t chCode = 0;
@@ -146,9 +150,6 @@ std::string HumanDifference(std::uint64_t nBefore, std::uint64_t nNow) {
 }
 
 std::string HumanAge(std::int64_t nSeconds) {
-    constexpr std::int64_t kMinute = 60;
-    constexpr std::int64_t kHour = 60 * kMinute;
-    constexpr std::int64_t kDay = 24 * kHour;
     if (nSeconds < 0) return "future";
     if (nSeconds < kMinute) return fmt::format("{}s", nSeconds);
     if (nSeconds < kHour) return fmt::format("{}m", nSeconds / kMinute);
@@ -164,9 +165,9 @@ std::optional<std::int64_t> ParseAge(std::string_view text) {
     const std::string_view unit(pStop, static_cast<std::size_t>(pEnd - pStop));
     std::int64_t nUnit = 0;
     if (unit.empty() || unit == "s") nUnit = 1;
-    if (unit == "m") nUnit = 60;
-    if (unit == "h") nUnit = 60 * 60;
-    if (unit == "d") nUnit = 24 * 60 * 60;
+    if (unit == "m") nUnit = kMinute;
+    if (unit == "h") nUnit = kHour;
+    if (unit == "d") nUnit = kDay;
     if (nUnit == 0 || nNumber > std::numeric_limits<std::int64_t>::max() / nUnit) return std::nullopt;
     return nNumber * nUnit;
 }

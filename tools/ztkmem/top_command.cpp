@@ -6,7 +6,7 @@
 namespace ztkmem {
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kTopFooter[] =
     R"(Each process with what it owns (OWNS), what it maps of others (MAPS), how its resident bytes
 have grown since the view saw it first (GROWTH), and below it its segments. Stale ones are red.
 
@@ -25,7 +25,7 @@ void AddTop(CLI::App& program, int& nExitStatus) {
     auto pVouchedFor = std::make_shared<bool>(false);
     CLI::App* pCommand = program.add_subcommand("top", "Live view of processes and their segments");
     AddNamespaceOption(*pCommand, *pVouchedFor);
-    pCommand->footer(kFooter);
+    pCommand->footer(kTopFooter);
     pCommand->callback([pVouchedFor, &nExitStatus] { nExitStatus = RunTop(*pVouchedFor); });
 }
 

@@ -15,8 +15,6 @@ using testing::IsEmpty;
 using testing::Pair;
 using Prefix = LogWriter::Prefix;
 
-constexpr std::uint64_t kMiB = 1024UL * 1024;
-
 Flow AllocatedOf(const Scanned& log, Memory enMemory) {
     return log.Facts().Of(enMemory).allocated;
 }

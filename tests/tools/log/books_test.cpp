@@ -258,7 +258,7 @@ TEST(Axes, TicksAreRoundInTheLogsOwnTime) {
 }
 
 TEST(Axes, SizesHaveAUnitThatFits) {
-    constexpr std::int64_t kMiB = 1024 * 1024;
+    constexpr std::int64_t kMiB = 1024L * 1024;
     const SizeAxis axis = MakeSizeAxis(300 * kMiB);
     EXPECT_EQ(axis.title, "MiB");
     EXPECT_GE(axis.to, 300);

@@ -14,8 +14,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Prefix = LogWriter::Prefix;
 
-constexpr std::uint64_t kMiB = 1024UL * 1024;
-
 // ---- minutes ---------------------------------------------------------------------------------------
 
 class Minutes : public testing::TestWithParam<Prefix> {

@@ -17,8 +17,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr std::uint64_t kMiB = 1024UL * 1024;
-
 std::vector<std::string> Names(const Plot& plot) {
     std::vector<std::string> names;
     for (const PlotCurve& curve : plot.curves)

@@ -12,6 +12,8 @@
 
 namespace ztkmem::log::test {
 
+constexpr std::uint64_t kMiB = 1024UL * 1024;
+
 class Scanned {
   public:
     explicit Scanned(std::string_view text, std::size_t nStep = std::string_view::npos)

@@ -16,7 +16,7 @@ using test::SmallShm;
 using test::SystemCalls;
 using testing::ElementsAre;
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = 1024UL * 1024;
 
 class ReservedPages : public CreateMapping {
   protected:

@@ -15,10 +15,6 @@ std::uint64_t ProcessOfSegment(std::string_view name) {
     return nProcess;
 }
 
-std::int64_t Signed(std::uint64_t nSize) {
-    return static_cast<std::int64_t>(std::min<std::uint64_t>(nSize, kMostBytes));
-}
-
 }  // namespace
 
 // ---- what is owned ---------------------------------------------------------------------------------

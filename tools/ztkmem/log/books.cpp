@@ -5,10 +5,6 @@
 namespace ztkmem::log {
 namespace {
 
-std::int64_t Signed(std::uint64_t nSize) {
-    return static_cast<std::int64_t>(std::min<std::uint64_t>(nSize, kMostBytes));
-}
-
 /// Takes one of a size out of the counts, if it is there.
 bool TakeOut(SizeCounts& counts, std::uint64_t nSize) {
     auto found = counts.find(nSize);

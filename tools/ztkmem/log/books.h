@@ -32,6 +32,9 @@ constexpr std::int64_t kMostBytes = INT64_MAX / 8;
 constexpr std::int64_t Clamped(std::int64_t nBytes) {
     return nBytes > kMostBytes ? kMostBytes : (nBytes < -kMostBytes ? -kMostBytes : nBytes);
 }
+constexpr std::int64_t Signed(std::uint64_t nBytes) {
+    return nBytes > std::uint64_t{kMostBytes} ? kMostBytes : static_cast<std::int64_t>(nBytes);
+}
 
 class PoolBooks {
   public:

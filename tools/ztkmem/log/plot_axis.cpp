@@ -10,9 +10,6 @@ namespace ztkmem::log {
 namespace {
 
 constexpr double kMostTicks = 9;
-constexpr double kMinute = 60;
-constexpr double kHour = 60 * kMinute;
-constexpr double kDay = 24 * kHour;
 
 /// 1, 2 or 5 times a power of ten, not below @p least.
 double RoundStep(double least) {

@@ -8,8 +8,6 @@
 namespace ztkmem::log {
 namespace {
 
-constexpr double kDay = 86400;
-
 bool IsDigit(char ch) {
     return ch >= '0' && ch <= '9';
 }
@@ -45,8 +43,9 @@ class Taker {
         if (text_.size() < 2 || !IsDigit(text_[1]) || !OneOf(".,")) return 0;
         double fraction = 0;
         double weight = 0.1;
-        for (int i = 0; !text_.empty() && IsDigit(text_.front()); ++i, weight /= 10) {
+        for (int i = 0; !text_.empty() && IsDigit(text_.front()); ++i) {
             if (i < 9) fraction += weight * (text_.front() - '0');
+            weight /= 10;
             text_.remove_prefix(1);
         }
         return fraction;

@@ -9,6 +9,11 @@
 
 namespace ztkmem::log {
 
+/// Lengths in seconds.
+constexpr double kMinute = 60;
+constexpr double kHour = 60 * kMinute;
+constexpr double kDay = 24 * kHour;
+
 enum class ClockKind : std::uint8_t {
     kNone,
     kDate,       ///< "2024-02-29T23:59:59.042Z", "2024/02/29 23:59:59,042", with or without zone

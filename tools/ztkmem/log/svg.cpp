@@ -59,7 +59,7 @@ class SvgDrawing {
             "font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" font-size=\"13\">\n"
             "<rect width=\"{0}\" height=\"{1}\" fill=\"white\"/>\n",
             kWidth, kHeight);
-        Text(kLeft, 30, "start", plot_.title, "font-size=\"18\" font-weight=\"bold\"");
+        Text(kLeft, 30, "start", plot_.title, R"(font-size="18" font-weight="bold")");
         Text(kLeft, 52, "start", plot_.subtitle, "fill=\"#555\"");
         Grid();
         Limit();
@@ -110,9 +110,8 @@ class SvgDrawing {
         const bool bDrawn = plot_.limit > 0;
         const double y = bDrawn ? Y(plot_.limit) : kTop;
         if (bDrawn)
-            Line(kLeft, y, kWidth - kRight, y,
-                 "stroke=\"#333\" stroke-width=\"1.2\" stroke-dasharray=\"12 5\"");
-        Text(kLeft + 6, bDrawn ? y - 6 : y + 14, "start", plot_.limitName, "fill=\"#333\" font-size=\"12\"");
+            Line(kLeft, y, kWidth - kRight, y, R"(stroke="#333" stroke-width="1.2" stroke-dasharray="12 5")");
+        Text(kLeft + 6, bDrawn ? y - 6 : y + 14, "start", plot_.limitName, R"(fill="#333" font-size="12")");
     }
 
     void Mark(double x, double y, const PlotMarks& marks) {
@@ -124,7 +123,7 @@ class SvgDrawing {
     void Marks(const PlotMarks& marks) {
         for (const double at : marks.at) {
             Line(X(at), kTop, X(at), kHeight - kBottom,
-                 fmt::format("stroke=\"{}\" stroke-opacity=\"0.3\"", marks.colour));
+                 fmt::format(R"(stroke="{}" stroke-opacity="0.3")", marks.colour));
             Mark(X(at), kTop, marks);
         }
     }
@@ -168,7 +167,7 @@ class SvgDrawing {
         for (const PlotCurve& curve : plot_.curves) {
             Entry(slot, curve.name);
             Line(slot.x, slot.y, slot.x + 24, slot.y,
-                 fmt::format("stroke=\"{}\" stroke-width=\"2.4\"{}", curve.colour, Dashes(curve.enStroke)));
+                 fmt::format(R"(stroke="{}" stroke-width="2.4"{})", curve.colour, Dashes(curve.enStroke)));
             slot.x += Width(curve.name);
         }
         for (const PlotMarks& marks : plot_.marks) {

@@ -5,7 +5,6 @@
 namespace ztkmem::log {
 namespace {
 
-constexpr double kDay = 86400;
 constexpr double kBackwards = 60;
 constexpr double kAhead = 183 * kDay;
 

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "log/findings.h"
+#include "log/stamp.h"
 #include "text.h"
 
 namespace ztkmem::log {
@@ -38,9 +39,6 @@ std::string Counted(std::uint64_t nCount, std::string_view noun) {
 }
 
 std::string Duration(double seconds) {
-    constexpr double kMinute = 60;
-    constexpr double kHour = 60 * kMinute;
-    constexpr double kDay = 24 * kHour;
     if (seconds < 10) return fmt::format("{:.1f} s", seconds);
     if (seconds < 2 * kMinute) return fmt::format("{:.0f} s", seconds);
     if (seconds < 2 * kHour) return fmt::format("{:.0f} min", seconds / kMinute);
