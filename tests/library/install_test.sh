@@ -9,7 +9,10 @@ here=$(dirname "$0")
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 
-"$cmake" --install "$build" --prefix "$prefix/usr" >"$prefix/log" || { cat "$prefix/log" >&2; exit 1; }
+for component in runtime dev; do
+    "$cmake" --install "$build" --prefix "$prefix/usr" --component "$component" >"$prefix/log" ||
+        { cat "$prefix/log" >&2; exit 1; }
+done
 
 sed -e "s|@LIBDIR@|$libdir|" -e "s|@INCLUDEDIR@|$includedir|" "$here/installed.txt" | sort >"$prefix/wanted"
 (cd "$prefix/usr" && find . ! -type d | sed 's|^\./||' | sort) | diff -u "$prefix/wanted" - >&2 ||
