@@ -54,6 +54,19 @@ INSTANTIATE_TEST_SUITE_P(At, ThreadCreationFails,
                                          Case{"Both", 0, 0, {kNoSharedThread, kNoLocalThread}}),
                          [](const auto& item) { return item.param.szName; });
 
+TEST(ThreadRoutine, EndsAtOnceWithoutAPool) {
+    RecordCalls();
+    FailThreadCreation(0, EAGAIN);
+    const Library library;
+    LetThreadsBeCreated();
+    const auto routines = ThreadRoutines();
+    ASSERT_EQ(routines.size(), 2U);
+    RecordedLog::Clear();
+    for (auto* pRoutine : routines)
+        EXPECT_EQ(pRoutine(nullptr), nullptr);
+    EXPECT_THAT(RecordedLog::Lines(), IsEmpty());
+}
+
 TEST(UnloadOrder, BlocksThenThreadOfTheLocalPoolThenOfTheSharedOne) {
     Library library;
     ASSERT_EQ(FillPools(&library), 0);

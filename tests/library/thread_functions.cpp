@@ -19,6 +19,7 @@ std::atomic<int> g_nError{0};
 
 std::mutex g_lock;
 std::vector<std::string> g_calls;
+std::vector<void* (*)(void*)> g_routines;
 
 using Routine = void*(void*);
 int (*g_pCreate)(pthread_t*, const pthread_attr_t*, Routine*, void*) = nullptr;
@@ -62,6 +63,12 @@ void LetThreadsBeCreated() {
 void RecordCalls() {
     const std::lock_guard guard(g_lock);
     g_calls.clear();
+    g_routines.clear();
+}
+
+std::vector<void* (*)(void*)> ThreadRoutines() {
+    const std::lock_guard guard(g_lock);
+    return g_routines;
 }
 
 void AddCall(const std::string& call) {
@@ -80,6 +87,10 @@ std::vector<std::string> RecordedCalls() {
 
 ZTK_IN_PLACE_OF_LIBC int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttributes,
                                         void* (*pRoutine)(void*), void* pArgument) noexcept {
+    {
+        const std::lock_guard guard(ztk::test::g_lock);
+        ztk::test::g_routines.push_back(pRoutine);
+    }
     if (ztk::test::CreationFails()) return ztk::test::g_nError;
     return ztk::test::g_pCreate(pThread, pAttributes, pRoutine, pArgument);
 }

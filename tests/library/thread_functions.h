@@ -13,6 +13,9 @@ void FailThreadCreation(int nOccurrence, int nError);
 /// No failures any more.
 void LetThreadsBeCreated();
 
+/// What the threads whose creation was asked for since the last RecordCalls() are to run.
+std::vector<void* (*)(void*)> ThreadRoutines();
+
 /// Starts a new list of "join" and "shm_unlink", in the order of the calls.
 void RecordCalls();
 
