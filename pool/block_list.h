@@ -1,61 +1,112 @@
-// The blocks of one place in a pool, sorted by ascending size.
+// The blocks of one place in a pool, sorted by ascending size, and by address among equal sizes.
 //
-// A brick: no lock, no clock, no log. A record has nSize and bBusy, and AddressOf(record) gives its address.
+// A brick: no lock, no clock, no log. A block has nSize and bBusy, and AddressOf(block) gives its address;
+// bBusy is changed here only. Nodes stay where they are in memory until they are removed.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <map>
+#include <utility>
+
+#include "pool/idle_blocks.h"
 
 namespace ztk {
 
 template <class Block>
 class BlockList {
+    struct Key {
+        std::uint64_t nSize;
+        std::uint64_t nAddress;
+        bool operator<(const Key& other) const {
+            return nSize != other.nSize ? nSize < other.nSize : nAddress < other.nAddress;
+        }
+    };
+
   public:
-    /// The smallest idle record of at least @p nSize and at most @p nTolerance bytes more, or null; the first
-    /// in list order among equals.
-    Block* FindIdle(std::uint64_t nSize, std::uint64_t nTolerance) {
-        const auto isSmaller = [](const Block& block, std::uint64_t nWanted) {
-            return block.nSize < nWanted;
-        };
-        auto it = std::lower_bound(records_.begin(), records_.end(), nSize, isSmaller);
-        for (; it != records_.end() && it->nSize - nSize <= nTolerance; ++it) {
-            if (!it->bBusy) return &*it;
-        }
-        return nullptr;
-    }
-
-    /// The first record in list order that bears the address, or null.
-    Block* Find(std::uint64_t nAddress) {
-        for (Block& block : records_) {
-            if (AddressOf(block) == nAddress) return &block;
-        }
-        return nullptr;
-    }
-
-    /// Makes room for one more record, so that the next Insert() cannot fail. Throws std::bad_alloc.
-    void ReserveOne() {
-        if (records_.size() == records_.capacity())
-            records_.reserve(std::max<std::size_t>(4, 2 * records_.size()));
-    }
-
-    /// Adds a record in its place by size; room must have been reserved.
-    void Insert(const Block& block) {
-        const auto isSmaller = [](std::uint64_t nSize, const Block& other) { return nSize < other.nSize; };
-        records_.insert(std::upper_bound(records_.begin(), records_.end(), block.nSize, isSmaller), block);
-    }
-
-    /// Keeps the first @p nCount records.
-    void Truncate(std::size_t nCount) { records_.resize(nCount); }
-
-    std::size_t Size() const { return records_.size(); }
-    Block& operator[](std::size_t nIndex) { return records_[nIndex]; }
-    auto begin() const { return records_.begin(); }
-    auto end() const { return records_.end(); }
+    struct Node {
+        Block block;
+        typename IdleBlocks<Node>::Seat seat;
+        Node* pNextReleased = nullptr;
+    };
 
   private:
-    std::vector<Block> records_;
+    using Map = std::multimap<Key, Node>;
+
+  public:
+    /// The memory for one more block, to be had before the block.
+    using Entry = typename Map::node_type;
+
+    /// Throws std::bad_alloc.
+    static Entry NewEntry() {
+        Map map;
+        map.insert({Key{}, Node{{}, IdleBlocks<Node>::NewSeat(), nullptr}});
+        return map.extract(map.begin());
+    }
+
+    /// Adds a busy block in its place. Cannot fail.
+    Node& InsertBusy(Entry entry, const Block& block) {
+        entry.key() = {block.nSize, AddressOf(block)};
+        entry.mapped().block = block;
+        entry.mapped().block.bBusy = true;
+        return nodes_.insert(std::move(entry))->second;
+    }
+
+    /// Marks the smallest idle block of at least @p nSize and at most @p nTolerance bytes more as busy; the
+    /// first in list order among equals. Null if there is none.
+    Block* TakeIdle(std::uint64_t nSize, std::uint64_t nTolerance) {
+        Node* pNode = idle_.Take(nSize, nTolerance);
+        if (pNode == nullptr) return nullptr;
+        pNode->block.bBusy = true;
+        return &pNode->block;
+    }
+
+    /// Marks a block of this list as idle, if it is not.
+    void MakeIdle(Node& node) {
+        if (!node.block.bBusy) return;
+        node.block.bBusy = false;
+        idle_.Add(node);
+    }
+
+    /// The first block in list order that bears the address, or null. Walks the list.
+    Node* Find(std::uint64_t nAddress) {
+        for (auto& [key, node] : nodes_) {
+            if (key.nAddress == nAddress) return &node;
+        }
+        return nullptr;
+    }
+
+    /// Asks @p isToGo about each idle block, in list order, and removes those for which it says so.
+    template <class IsToGo>
+    void RemoveIdleIf(const IsToGo& isToGo) {
+        idle_.RemoveIf([&isToGo](const Node& node) { return isToGo(node.block); },
+                       [this](const Node& node) { Remove(node); });
+    }
+
+    void Clear() {
+        idle_.Clear();
+        nodes_.clear();
+    }
+
+    std::size_t Size() const { return nodes_.size(); }
+
+    /// Every block, in list order.
+    template <class Visit>
+    void ForEach(const Visit& visit) const {
+        for (const auto& [key, node] : nodes_)
+            visit(node.block);
+    }
+
+  private:
+    void Remove(const Node& node) {
+        auto it = nodes_.lower_bound({node.block.nSize, AddressOf(node.block)});
+        while (&it->second != &node)  // twins: the same address, given twice by the system
+            ++it;
+        nodes_.erase(it);
+    }
+
+    Map nodes_;
+    IdleBlocks<Node> idle_;
 };
 
 }  // namespace ztk

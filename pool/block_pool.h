@@ -60,15 +60,11 @@ class BlockPool {
     /// Gives back every block idle for at least @p nIdleSeconds, in the order of places and sizes.
     void FreeUnbusyMemory(std::uint32_t nIdleSeconds) ZTK_REQUIRES(lock_) {
         for (auto& [place, list] : lists_) {
-            std::size_t nKept = 0;
-            for (std::size_t i = 0; i < list.Size(); ++i) {
-                if (list[i].bBusy || IdleSeconds(list[i]) < nIdleSeconds) {
-                    list[nKept++] = list[i];
-                } else {
-                    GiveBack(list[i]);
-                }
-            }
-            list.Truncate(nKept);
+            list.RemoveIdleIf([this, nIdleSeconds](const Block& block) ZTK_NO_LOCK_ANALYSIS {
+                if (IdleSeconds(block) < nIdleSeconds) return false;
+                GiveBack(block);
+                return true;
+            });
         }
     }
 
@@ -123,10 +119,10 @@ class BlockPool {
         const WriteGuard guard(lock_);
         if (!IsOpen()) return ERR_NO_MEMORY;
         try {
-            BlockList<Block>& list = lists_[place];
-            Block* pBlock = list.FindIdle(nSize, kReuseTolerance);
+            List& list = lists_[place];
+            Block* pBlock = list.TakeIdle(nSize, kReuseTolerance);
             if (pBlock == nullptr) return AddBlock(nSize, place, list, handOut);
-            MarkBusy(*pBlock);
+            GetTimeStamp(LastUse(*pBlock));
             SubtractRedundant(pBlock->nSize);
             handOut(*pBlock);
             return ZTK_SUCCESS;
@@ -142,14 +138,14 @@ class BlockPool {
         if (nAddress == 0 || bClosed_.load(std::memory_order_acquire)) return ERR_INVALID_PARAM;
         const WriteGuard guard(lock_);
         if (!IsOpen()) return ERR_INVALID_PARAM;
-        Block* pBlock = Find(nAddress);
-        if (pBlock == nullptr) {
+        const auto [pList, pNode] = Find(nAddress);
+        if (pNode == nullptr) {
             Pool::LogUnknownAddress();
             return ERR_INVALID_PARAM;
         }
-        pBlock->bBusy = false;
-        GetTimeStamp(LastUse(*pBlock));
-        AddRedundant(pBlock->nSize);
+        pList->MakeIdle(*pNode);
+        GetTimeStamp(LastUse(pNode->block));
+        AddRedundant(pNode->block.nSize);
         return ZTK_SUCCESS;
     }
 
@@ -164,8 +160,7 @@ class BlockPool {
     void DescribeBlocks(const Place& first, const Place& last, BlockDump& dump) ZTK_REQUIRES_SHARED(lock_) {
         const auto end = lists_.lower_bound(last);
         for (auto it = lists_.lower_bound(first); it != end;) {
-            for (const Block& block : it->second)
-                Pool::Describe(block, dump);
+            it->second.ForEach([&dump](const Block& block) { Pool::Describe(block, dump); });
             const std::int32_t nAlign = it->first.nAlign;
             ++it;
             if (it == end || it->first.nAlign != nAlign) SleepMs(0);  // a long dump lets others run
@@ -176,6 +171,19 @@ class BlockPool {
     Reclaimer reclaimer_;
 
   private:
+    using List = BlockList<Block>;
+    using Node = typename List::Node;
+
+    struct Where {
+        Place place{};
+        List* pList = nullptr;
+        Node* pNode = nullptr;  ///< null: to be looked for in the list of the place
+    };
+    struct Found {
+        List* pList = nullptr;
+        Node* pNode = nullptr;
+    };
+
     /// To be asked by every call that hands out or takes back, with the lock held.
     bool IsOpen() ZTK_REQUIRES(lock_) {
         if (bClosed_.load(std::memory_order_relaxed)) return false;
@@ -202,20 +210,20 @@ class BlockPool {
     void DisownParents() ZTK_REQUIRES(lock_) {
         for (auto& [place, list] : lists_) {
             if (Pool::SurvivesFork(place)) continue;
-            for (const Block& block : list) {
+            list.ForEach([this](const Block& block) ZTK_NO_LOCK_ANALYSIS {
                 index_.Erase(AddressOf(block));
                 if (!block.bBusy) SubtractRedundant(block.nSize);
-            }
-            list.Truncate(0);
+            });
+            list.Clear();
         }
     }
 
     /// Everything that can fail comes before the memory is obtained, so that nothing is recorded half.
     template <class HandOut>
-    Status AddBlock(std::uint64_t nSize, const Place& place, BlockList<Block>& list, const HandOut& handOut)
+    Status AddBlock(std::uint64_t nSize, const Place& place, List& list, const HandOut& handOut)
         ZTK_REQUIRES(lock_) {
-        list.ReserveOne();
-        auto entry = index_.NewEntry();
+        auto listEntry = list.NewEntry();
+        auto indexEntry = index_.NewEntry();
         Block block = Pool::NewBlock(nSize);
         Status nStatus = Pool::MakeBlock(block, place);
         if (nStatus != ZTK_SUCCESS) {
@@ -228,26 +236,27 @@ class BlockPool {
             return nStatus;
         }
         Pool::LogAllocated(block);
-        MarkBusy(block);
-        list.Insert(block);
-        index_.Set(std::move(entry), AddressOf(block), place);
+        GetTimeStamp(LastUse(block));
+        Node& node = list.InsertBusy(std::move(listEntry), block);
+        // An address known already belongs to a block that the program gave back behind our back: of such
+        // twins the list tells the first.
+        const bool bTwin = index_.Find(AddressOf(block)).pNode != nullptr;
+        index_.Set(std::move(indexEntry), AddressOf(block), {place, &list, bTwin ? nullptr : &node});
         handOut(block);
         return ZTK_SUCCESS;
     }
 
-    static void MarkBusy(Block& block) {
-        block.bBusy = true;
-        GetTimeStamp(LastUse(block));
-    }
-
-    /// The block of an address, or null. An unknown address leaves a record in the index, as far as there is
-    /// memory for it.
-    Block* Find(std::uint64_t nAddress) ZTK_REQUIRES(lock_) {
+    /// The block of an address and its list, or nulls. An unknown address leaves a record in the index, as
+    /// far as there is memory for it.
+    Found Find(std::uint64_t nAddress) ZTK_REQUIRES(lock_) {
         try {
-            const auto it = lists_.find(index_.Enter(nAddress));
-            return it == lists_.end() ? nullptr : it->second.Find(nAddress);
+            const auto& where = index_.Enter(nAddress);
+            if (where.pNode != nullptr) return {where.pList, where.pNode};
+            const auto it = lists_.find(where.place);
+            if (it == lists_.end()) return {};
+            return {&it->second, it->second.Find(nAddress)};
         } catch (const std::exception&) {
-            return nullptr;
+            return {};
         }
     }
 
@@ -261,7 +270,7 @@ class BlockPool {
     void GiveBack(const Block& block) ZTK_REQUIRES(lock_) {
         const std::uint64_t nAddress = AddressOf(block);
         Pool::LogFreed(block);
-        Pool::UnmakeBlock(block, index_.PlaceOf(nAddress));
+        Pool::UnmakeBlock(block, index_.Find(nAddress).place);
         index_.Erase(nAddress);
         SubtractRedundant(block.nSize);
     }
@@ -270,8 +279,9 @@ class BlockPool {
         const WriteGuard guard(lock_);
         if (bInherited) DisownParents();
         for (const auto& [place, list] : lists_) {
-            for (const Block& block : list)
-                Pool::UnmakeBlock(block, index_.PlaceOf(AddressOf(block)));
+            list.ForEach([this](const Block& block) ZTK_NO_LOCK_ANALYSIS {
+                Pool::UnmakeBlock(block, index_.Find(AddressOf(block)).place);
+            });
         }
         lists_.clear();
         index_.Clear();
@@ -285,8 +295,8 @@ class BlockPool {
         nRedundantSize_.store(RedundantSize() - nSize, std::memory_order_relaxed);
     }
 
-    std::map<Place, BlockList<Block>> lists_ ZTK_GUARDED_BY(lock_);
-    AddressIndex<Place> index_ ZTK_GUARDED_BY(lock_);
+    std::map<Place, List> lists_ ZTK_GUARDED_BY(lock_);
+    AddressIndex<Where> index_ ZTK_GUARDED_BY(lock_);
     std::atomic<std::uint64_t> nRedundantSize_{0};
     std::atomic<bool> bClosed_{false};
     std::atomic<pid_t> nOwner_{getpid()};         ///< the process that the blocks belong to

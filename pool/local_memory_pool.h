@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <tuple>
 
 #include "pool/block_pool.h"
 
@@ -35,7 +34,8 @@ struct BlockPlace {
 };
 
 inline bool operator<(const BlockPlace& a, const BlockPlace& b) {
-    return std::tie(a.enMemType, a.nAlign, a.nSizeClass) < std::tie(b.enMemType, b.nAlign, b.nSizeClass);
+    if (a.enMemType != b.enMemType) return a.enMemType < b.enMemType;
+    return a.nAlign != b.nAlign ? a.nAlign < b.nAlign : a.nSizeClass < b.nSizeClass;
 }
 
 class LocalMemoryPool : public BlockPool<LocalMemoryPool, BlockInfo, BlockPlace> {

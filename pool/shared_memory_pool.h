@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <tuple>
 
 #include "pool/block_pool.h"
 #include "pool/shared_segment.h"
@@ -36,7 +35,7 @@ struct BlockLocation {
 };
 
 inline bool operator<(const BlockLocation& a, const BlockLocation& b) {
-    return std::tie(a.nAlign, a.nSizeClass) < std::tie(b.nAlign, b.nSizeClass);
+    return a.nAlign != b.nAlign ? a.nAlign < b.nAlign : a.nSizeClass < b.nSizeClass;
 }
 
 class SharedMemoryPool : public BlockPool<SharedMemoryPool, SharedMemoryBlock, BlockLocation> {
