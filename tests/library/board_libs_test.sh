@@ -17,7 +17,7 @@ fail() {
 
 configure() {
     "$cmake" -S "$source" -B "$work/build" -G "$generator" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
-        -DCMAKE_BUILD_TYPE=None -DZTK_TESTS=OFF -DZTK_EXAMPLES=OFF -DZTK_BOARD_LIBS="$1" >"$work/log" 2>&1
+        -DCMAKE_BUILD_TYPE=None -DZTK_TESTS=OFF -DZTK_EXAMPLES=OFF -DZTK_TOOLS=OFF -DZTK_BOARD_LIBS="$1" >"$work/log" 2>&1
 }
 
 check_links() {
