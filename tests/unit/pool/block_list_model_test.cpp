@@ -126,7 +126,7 @@ TEST(AddressIndexModelTest, AgreesWithAMap) {
     // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the same run every time
     std::mt19937 generator(5);
     for (int nStep = 0; nStep < 200'000; ++nStep) {
-        const std::uint64_t nAddress = 4096 * (generator() % 3000);
+        const std::uint64_t nAddress = 4096 * (1 + generator() % 3000);
         switch (generator() % 4) {
             case 0:
                 index.Set(index.NewEntry(), nAddress, {nStep});
