@@ -1,0 +1,141 @@
+// Frames that are handed out, written, and returned.
+#include <pthread.h>
+#include <sched.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include "row.h"
+
+namespace bench {
+namespace {
+
+using Touch = void (*)(void* pBlock, std::size_t nSize);
+
+void TouchNothing(void*, std::size_t) {}
+
+void TouchPages(void* pBlock, std::size_t nSize) {
+    constexpr std::size_t kPage = 4096;
+    auto* pBytes = static_cast<volatile char*>(pBlock);
+    for (std::size_t i = 0; i < nSize; i += kPage)
+        pBytes[i] = 1;
+}
+
+void TouchAll(void* pBlock, std::size_t nSize) {
+    std::memset(pBlock, 1, nSize);
+    asm volatile("" : : "r"(pBlock) : "memory");
+}
+
+Touch TouchOf(const std::string& szTouch) {
+    if (szTouch == "page") return TouchPages;
+    return szTouch == "all" ? TouchAll : TouchNothing;
+}
+
+class PairRow : public LoopRow {
+  public:
+    PairRow(const RowOptions& options, Subject& subject)
+        : subject_(subject), nSize_(options.nSize), touch_(TouchOf(options.szTouch)) {}
+
+  private:
+    void Run(std::uint64_t nOperations) override {
+        for (std::uint64_t i = 0; i < nOperations; ++i) {
+            void* pBlock = subject_.Take(nSize_);
+            touch_(pBlock, nSize_);
+            subject_.Return(pBlock, nSize_);
+        }
+    }
+
+    Subject& subject_;
+    std::size_t nSize_;
+    Touch touch_;
+};
+
+// VGA RGB, 720p NV12 and RGB, 1080p NV12, RGB and RGBA, 4K NV12 and RGB.
+constexpr std::array<std::size_t, 8> kFrames = {921'600,   1'382'400, 2'764'800,  3'110'400,
+                                                6'220'800, 8'294'400, 12'441'600, 24'883'200};
+
+/// Eight frames of a pipeline: all are taken and written, stage by stage, and all returned when it has
+/// drained.
+class RingRow : public LoopRow {
+  public:
+    explicit RingRow(const RowOptions& options, Subject& subject)
+        : subject_(subject), touch_(TouchOf(options.szTouch)) {}
+
+  private:
+    void Run(std::uint64_t nOperations) override {
+        for (std::uint64_t i = 0; i < nOperations; ++i) {
+            for (std::size_t k = 0; k < kFrames.size(); ++k) {
+                frames_[k] = subject_.Take(kFrames[k]);
+                touch_(frames_[k], kFrames[k]);
+            }
+            for (std::size_t k = 0; k < kFrames.size(); ++k)
+                subject_.Return(frames_[k], kFrames[k]);
+        }
+    }
+
+    Subject& subject_;
+    Touch touch_;
+    std::array<void*, kFrames.size()> frames_{};
+};
+
+/// Keeps this thread on the nNth of the CPUs that the process may use.
+void StayOnCpu(int nNth) {
+    cpu_set_t allowed;
+    cpu_set_t mine;
+    CPU_ZERO(&mine);
+    if (sched_getaffinity(0, sizeof(allowed), &allowed) != 0) GiveUp("asking for the CPUs");
+    for (int nCpu = 0; nCpu < CPU_SETSIZE; ++nCpu) {
+        if (CPU_ISSET(nCpu, &allowed) && nNth-- == 0) CPU_SET(nCpu, &mine);
+    }
+    if (pthread_setaffinity_np(pthread_self(), sizeof(mine), &mine) != 0) GiveUp("having two CPUs");
+}
+
+/// Two threads with pairs on one subject, each on a CPU of its own, started together. The times are the mean
+/// of both.
+class ThreadsRow : public Row {
+  public:
+    ThreadsRow(const RowOptions& options, Subject& subject)
+        : first_(options, subject), second_(options, subject) {}
+
+    Sample Measure(std::int64_t nNs) override {
+        nArrived_ = 0;
+        Sample samples[2];
+        std::thread first([&] { samples[0] = MeasureTogether(first_, 0, nNs); });
+        std::thread second([&] { samples[1] = MeasureTogether(second_, 1, nNs); });
+        first.join();
+        second.join();
+        samples[0].nCpuNs = (samples[0].nCpuNs + samples[1].nCpuNs) / 2;
+        samples[0].nWallNs = (samples[0].nWallNs + samples[1].nWallNs) / 2;
+        return samples[0];
+    }
+
+  private:
+    Sample MeasureTogether(PairRow& row, int nThread, std::int64_t nNs) {
+        StayOnCpu(nThread);
+        ++nArrived_;
+        while (nArrived_ < 2) {
+        }
+        return row.Measure(nNs);
+    }
+
+    std::atomic<int> nArrived_{0};
+    PairRow first_;
+    PairRow second_;
+};
+
+}  // namespace
+
+std::unique_ptr<Row> MakeFrameRow(const RowOptions& options, Subject& subject) {
+    if (options.szRow == "pair") return std::make_unique<PairRow>(options, subject);
+    if (options.szRow == "ring") return std::make_unique<RingRow>(options, subject);
+    if (options.szRow == "threads") return std::make_unique<ThreadsRow>(options, subject);
+    return nullptr;
+}
+
+std::size_t LargestBlock(const RowOptions& options) {
+    return options.szRow == "ring" ? kFrames.back() : options.nSize;
+}
+
+}  // namespace bench
