@@ -178,6 +178,48 @@ TEST_F(Ls, ErrorsAreOneLine) {
     expectOneLine({"reap", "--older-than", "soon"}, "\"soon\" is no age");
 }
 
+TEST_F(Ls, ErrorsOfACommandNameItsHelp) {
+    const auto complaint = [](const std::vector<std::string>& arguments) { return ZtkMem(arguments).err; };
+    EXPECT_NE(complaint({"ls", "--nonsense"}).find("(see ztkmem ls --help)\n"), std::string::npos);
+    EXPECT_NE(complaint({"show"}).find("(see ztkmem show --help)\n"), std::string::npos);
+    EXPECT_NE(complaint({"--nonsense"}).find("(see ztkmem --help)\n"), std::string::npos);
+}
+
+TEST_F(Ls, ErrorsCarryNothingThatHarmsATerminal) {
+    const std::string hostile = "\x1b[31m\n";
+    const std::string harmless = "\\x1b[31m";
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{hostile},
+                                                      {"ls", "--" + hostile},
+                                                      {"ls", hostile},
+                                                      {"ls", "--sort", hostile},
+                                                      {"show", "x", "--hex", "--length", hostile},
+                                                      {"reap", "--older-than", hostile}}) {
+        const Outcome outcome = ZtkMem(arguments);
+        EXPECT_EQ(outcome.nStatus, 2);
+        EXPECT_EQ(outcome.err.find('\x1b'), std::string::npos) << outcome.err;
+        EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+        EXPECT_NE(outcome.err.find(harmless), std::string::npos) << outcome.err;
+    }
+}
+
+TEST_F(Ls, NamesAreShownAsTheLocaleAllows) {
+    const std::string wide = "ZTKTool-77-\xe7\x9b\xb8\xe6\x9c\xba";
+    const std::string ascii = "ZTKTool-77-\\xe7\\x9b\\xb8\\xe6\\x9c\\xba";
+    WriteObject(wide, Bytes(1));
+    const auto shown = [](const std::string& locale, const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"env", "LC_ALL=" + locale, ZTKMEM};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return RunProgram(command).out;
+    };
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"ls"}, {"show", wide}}) {
+        EXPECT_NE(shown("C", arguments).find(ascii), std::string::npos) << shown("C", arguments);
+        EXPECT_EQ(shown("C", arguments).find(wide), std::string::npos);
+        EXPECT_NE(shown("C.UTF-8", arguments).find(wide), std::string::npos);
+    }
+    EXPECT_NE(shown("C", {"ls", "--json"}).find(wide), std::string::npos) << "JSON is UTF-8 everywhere";
+    EXPECT_EQ(RunProgram({"env", "LC_ALL=C", ZTKMEM, "show", ascii}).nStatus, 1) << "found as printed";
+}
+
 TEST_F(Ls, FullOutputIsAnError) {
     const Outcome outcome = RunProgram({"sh", "-c", std::string(ZTKMEM) + " ls > /dev/full"});
     EXPECT_EQ(outcome.nStatus, 2);

@@ -19,7 +19,12 @@ Bytes Decoded(const std::string& shape, const Bytes& frame) {
     Bytes pixels;
     Bytes row;
     for (std::size_t y = 0; y < parsed.nHeight; ++y) {
-        DecodeRow(parsed, frame, y, row);
+        Bytes bytes;
+        for (const FrameSpan& span : RowSpans(parsed, y)) {
+            for (std::size_t i = 0; i < span.nLength; ++i)
+                bytes.push_back(frame.at(span.nOffset + i));
+        }
+        DecodeRow(parsed, bytes, row);
         pixels.insert(pixels.end(), row.begin(), row.end());
     }
     return pixels;

@@ -81,6 +81,23 @@ TEST_F(Reap, NeedsPermissionToRemove) {
     EXPECT_TRUE(Exists(old_));
 }
 
+TEST_F(Reap, RefusalsComeBehindTheTable) {
+    const std::string readOnly = "mount -o remount,bind,ro /dev/shm";
+    if (RunProgram({"unshare", "--mount", "sh", "-c", readOnly}).nStatus != 0)
+        GTEST_SKIP() << "/dev/shm cannot be made read-only here";
+    WriteSegment(old_, Pattern(10));
+    const Outcome outcome =
+        RunProgram({"unshare", "--mount", "sh", "-c",
+                    readOnly + " && exec " ZTKMEM " reap --yes --this-pid-namespace 2>&1"});
+    EXPECT_EQ(outcome.nStatus, 2);
+    const std::size_t nTable = outcome.out.find("1 segment of dead owners");
+    const std::size_t nRefusal = outcome.out.find("cannot remove " + old_ + ": Read-only file system\n");
+    const std::size_t nTotal = outcome.out.find("0 segments removed");
+    EXPECT_LT(nTable, nRefusal) << outcome.out;
+    EXPECT_LT(nRefusal, nTotal) << outcome.out;
+    EXPECT_NE(nTotal, std::string::npos) << outcome.out;
+}
+
 TEST_F(Reap, OneNeedsNoRootForOnesOwn) {
     if (!GuestExists()) GTEST_SKIP() << "no other user to be";
     WriteSegment(old_, Pattern(10));

@@ -76,6 +76,69 @@ TEST_F(Show, DumpsFromAnOffsetBehindTheHeader) {
     EXPECT_EQ(ZtkMem({"show", name_, "--offset", "1"}).nStatus, 2) << "an offset of what?";
 }
 
+TEST_F(Show, NumbersBelowZeroAreNone) {
+    WriteSegment(name_, Pattern(1000));
+    for (const char* szOption : {"--offset", "--length"}) {
+        for (const char* szNumber : {"-5", "-18446744073709551600", "+5", ""}) {
+            const Outcome outcome = ZtkMem({"show", name_, "--hex", std::string(szOption) + "=" + szNumber});
+            EXPECT_EQ(outcome.nStatus, 2) << szOption << szNumber;
+            EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+        }
+    }
+    const Outcome outcome = ZtkMem({"show", name_, "--hex", "--offset", "-5"});
+    EXPECT_EQ(outcome.nStatus, 2);
+    EXPECT_NE(outcome.err.find(R"("-5" is no number of bytes)"), std::string::npos) << outcome.err;
+    EXPECT_EQ(ZtkMem({"show", name_, "--hex", "--offset", "0x10"}).nStatus, 0);
+}
+
+TEST_F(Show, WhatIsNoObjectIsSaidToBeNone) {
+    const std::string path = "/dev/shm/" + name_;
+    const auto expectNone = [this] {
+        for (const Outcome& outcome : {ZtkMem({"show", name_, "--hex"}), Save("gray8:4x4")}) {
+            EXPECT_EQ(outcome.nStatus, 2);
+            EXPECT_EQ(outcome.err, "ztkmem: " + name_ + ": not a shared-memory object\n");
+        }
+        std::filesystem::remove(std::filesystem::path("/dev/shm") / name_);
+    };
+    ASSERT_EQ(symlink("/etc/passwd", path.c_str()), 0);
+    expectNone();
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    expectNone();
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    expectNone();
+    ASSERT_EQ(mknod(path.c_str(), S_IFSOCK | 0600, 0), 0);
+    expectNone();
+}
+
+TEST_F(Show, PathsAreEscaped) {
+    WriteSegment(name_, Pattern(16));
+    const std::string hostile = Folder() + "/\x1b[2J.png";
+    const Outcome written = ZtkMem({"show", name_, "--as", "gray8:4x4", "-o", hostile});
+    EXPECT_EQ(written.nStatus, 0) << written.err;
+    EXPECT_NE(written.out.find("written: " + Folder() + "/\\x1b[2J.png\n"), std::string::npos) << written.out;
+    const Outcome refused = ZtkMem({"show", name_, "--as", "gray8:4x4", "-o", hostile + "/x.png"});
+    EXPECT_EQ(refused.nStatus, 2);
+    EXPECT_NE(refused.err.find("/\\x1b[2J.png/x.png: cannot be written (Not a directory)\n"),
+              std::string::npos)
+        << refused.err;
+}
+
+TEST_F(Show, LargePicturesNeedLittleMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers reserve more addresses than the limit allows";
+#endif
+    constexpr unsigned kSide = 6000;
+    WriteSegment(name_, {});
+    ASSERT_EQ(truncate(("/dev/shm/" + name_).c_str(), 128 + 3L * kSide * kSide), 0);
+    const Outcome outcome = RunProgram(
+        {"prlimit", "--as=80000000", ZTKMEM, "show", name_, "--as", "rgb24:6000x6000", "-o", Picture()});
+    EXPECT_EQ(outcome.err, "");
+    const Png png = ReadPng(Picture());
+    EXPECT_EQ(png.nWidth, kSide);
+    EXPECT_EQ(png.nHeight, kSide);
+    EXPECT_EQ(png.pixels, Bytes(3UL * kSide * kSide));
+}
+
 TEST_F(Show, GrayIsWrittenPixelByPixel) {
     const Bytes data = Pattern(64 * 48 + 100);
     WriteSegment(name_, data);

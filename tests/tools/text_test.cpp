@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <nlohmann/json.hpp>
-
 #include <random>
+#include <string>
 
 #include "hex_dump.h"
 #include "table.h"
@@ -54,11 +55,63 @@ TEST(Escape, WhateverTheBytesItIsSafeValidAndReversible) {
     }
 }
 
-TEST(Characters, AreCountedNotBytes) {
-    EXPECT_EQ(CharacterCount("caf\xc3\xa9"), 4U);
-    EXPECT_EQ(FirstCharacters("caf\xc3\xa9s", 4), "caf\xc3\xa9");
-    EXPECT_EQ(FirstCharacters("caf\xc3\xa9", 9), "caf\xc3\xa9");
-    EXPECT_EQ(FirstCharacters("\xc3\xa9", 0), "");
+TEST(Escape, OfHarmLeavesBackslashesAlone) {
+    EXPECT_EQ(EscapeHarmful("\\x0a \x1b[2J\xff caf\xc3\xa9"), "\\x0a \\x1b[2J\\xff caf\xc3\xa9");
+}
+
+/// Another locale as long as it lives.
+class Locale {
+  public:
+    explicit Locale(const char* szName) : bSet_(std::setlocale(LC_CTYPE, szName) != nullptr) {}
+    ~Locale() { std::setlocale(LC_CTYPE, "C"); }
+    Locale(const Locale&) = delete;
+    Locale& operator=(const Locale&) = delete;
+
+    bool IsSet() const { return bSet_; }
+
+  private:
+    const bool bSet_;
+};
+
+constexpr char kCamera[] = "\xe7\x9b\xb8\xe6\x9c\xba";  // two wide characters
+
+TEST(Columns, AreCountedNotBytes) {
+    EXPECT_EQ(ColumnCount("caf\xc3\xa9"), 4U);
+    EXPECT_EQ(FirstColumns("caf\xc3\xa9s", 4), "caf\xc3\xa9");
+    EXPECT_EQ(FirstColumns("caf\xc3\xa9", 9), "caf\xc3\xa9");
+    EXPECT_EQ(FirstColumns("\xc3\xa9", 0), "");
+}
+
+TEST(Columns, WideCharactersTakeTwoAndCombiningOnesNone) {
+    const Locale utf8("C.UTF-8");
+    if (!utf8.IsSet()) GTEST_SKIP() << "no C.UTF-8";
+    EXPECT_EQ(ColumnCount(kCamera), 4U);
+    EXPECT_EQ(FirstColumns(kCamera, 4), kCamera);
+    EXPECT_EQ(FirstColumns(kCamera, 3), "\xe7\x9b\xb8");
+    EXPECT_EQ(FirstColumns(kCamera, 1), "");
+    EXPECT_EQ(ColumnCount("e\xcc\x81s"), 2U);
+    EXPECT_EQ(FirstColumns("e\xcc\x81s", 1), "e\xcc\x81");
+    Table table({{"NAME", Align::kLeft}, {"X", Align::kLeft}});
+    table.AddRow({kCamera, "a"});
+    table.AddRow({"abc", "b"});
+    EXPECT_EQ(table.Text(), "NAME  X\n" + std::string(kCamera) + "  a\nabc   b\n");
+}
+
+TEST(ForTerminal, ShowsNothingThatItsLocaleHasNot) {
+    EXPECT_EQ(ForTerminal(kCamera), kCamera);
+    TakeTerminalForUtf8(false);
+    Table table({{"NAME", Align::kLeft}, {"X", Align::kLeft}});
+    table.AddRow({"\xc3\xa9", "a"});
+    EXPECT_EQ(table.Text(), "NAME      X\n\\xc3\\xa9  a\n");
+    EXPECT_EQ(ForTerminal("a\\b\n"), "a\\b\n");
+    TakeTerminalForUtf8(true);
+}
+
+TEST(Counted, HasTheRightPlural) {
+    EXPECT_EQ(Counted(0, "block"), "0 blocks");
+    EXPECT_EQ(Counted(1, "block"), "1 block");
+    EXPECT_EQ(Counted(2, "process"), "2 processes");
+    EXPECT_EQ(Counted(12, "address"), "12 addresses");
 }
 
 TEST(HumanBytes, HasOneDecimal) {

@@ -57,7 +57,7 @@ TEST(TopModel, ShowsProcessesWithTheirSegments) {
     model.Update(SurveyOf({shared, Owned(test::kNobody, 4 * kMegabyte, OwnerState::kDead)}));
     EXPECT_EQ(Shown(model),
               "ztkmem top 12:00:00  3 processes, 2 segments, 10.0M long, 5.0M resident\n"
-              "1 stale with 4.0M   sorted by resident   q quit  s sort  r reverse  arrows move\n"
+              "1 stale with 4.0M   sorted by resident   q quit  h help  < > sort  R reverse\n"
               "     PID  STATE         OWNS  MAPS GROWTH   LENGTH  RESIDENT  COMMAND, SEGMENT\n"
               "> 5000001  dead             1     0      0     8.0M      4.0M  -\n"
               "                                              8.0M      4.0M  " +
@@ -84,19 +84,36 @@ TEST(TopModel, SortsByEachKeyInTurn) {
     TopModel model;
     model.Update(SurveyOf({longer, Owned(10, 3 * kMegabyte), Owned(20, kMegabyte), Owned(20, kMegabyte)}));
     EXPECT_EQ(PidsInOrder(model), "      10      20      30") << "resident";
-    model.Press(TopKey::kSort);
+    model.Press(TopKey::kNextSort);
     EXPECT_EQ(PidsInOrder(model), "      30      10      20") << "length";
-    model.Press(TopKey::kSort);
+    model.Press(TopKey::kNextSort);
     EXPECT_EQ(PidsInOrder(model), "      20      10      30") << "segments";
-    model.Press(TopKey::kSort);
+    model.Press(TopKey::kNextSort);
     model.Update(SurveyOf({longer, Owned(10, 2 * kMegabyte), Owned(20, 4 * kMegabyte)}));
     EXPECT_EQ(PidsInOrder(model), "      20      30      10") << "growth";
     EXPECT_NE(Shown(model).find("+2.0M"), std::string::npos);
     EXPECT_NE(Shown(model).find("-1.0M"), std::string::npos);
-    model.Press(TopKey::kSort);
+    model.Press(TopKey::kNextSort);
     EXPECT_EQ(PidsInOrder(model), "      10      20      30") << "pid";
     model.Press(TopKey::kReverse);
     EXPECT_EQ(PidsInOrder(model), "      30      20      10") << "pid, reversed";
+}
+
+TEST(TopModel, GoesThroughItsSortsBothWays) {
+    TopModel model;
+    model.Update(SurveyOf({}));
+    const auto pressed = [&model](TopKey enKey) {
+        model.Press(enKey);
+        const std::string text = Shown(model);
+        const std::size_t nAt = text.find("sorted by ") + 10;
+        return text.substr(nAt, text.find(' ', nAt) - nAt);
+    };
+    for (const char* szSort : {"pid", "growth", "segments", "length", "resident"})
+        EXPECT_EQ(pressed(TopKey::kPreviousSort), szSort);
+    for (const char* szSort : {"length", "segments", "growth", "pid", "resident"})
+        EXPECT_EQ(pressed(TopKey::kNextSort), szSort);
+    EXPECT_EQ(pressed(TopKey::kSortByPid), "pid");
+    EXPECT_EQ(pressed(TopKey::kSortByResident), "resident");
 }
 
 TEST(TopModel, MovesTheSelectionAndTheWindow) {

@@ -2,6 +2,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <utility>
+#include <vector>
+
 #include "tools/program_test.h"
 #include "tools/tmux_session.h"
 
@@ -59,9 +62,9 @@ TEST_F(Top, KeysSortAndReverseAndMove) {
     const TmuxSession terminal(Folder());
     Start(terminal);
     EXPECT_TRUE(Has(terminal.AwaitText("sorted by resident"), " 5000001  dead"));
-    terminal.Press("s");
+    terminal.Press(">");
     EXPECT_TRUE(Has(terminal.AwaitText("sorted by length"), "sorted by length"));
-    terminal.Press("r");
+    terminal.Press("R");
     EXPECT_TRUE(Has(terminal.AwaitText(" 5000002  dead"), "sorted by length, reversed")) << terminal.Screen();
     EXPECT_FALSE(Has(terminal.Screen(), " 5000001  dead")) << "the longest is below the window";
     terminal.Press("End");
@@ -75,6 +78,71 @@ TEST_F(Top, KeysSortAndReverseAndMove) {
     for (int i = 0; i < 9; ++i)
         terminal.Press("Up");
     EXPECT_TRUE(Has(terminal.AwaitText(" 5000002  dead"), " 5000002  dead")) << terminal.Screen();
+    terminal.Press("q");
+    ExpectRestored(terminal, "[0]ready>");
+}
+
+TEST_F(Top, SortsByTheKeysOfTop) {
+    const TmuxSession terminal(Folder());
+    Start(terminal);
+    terminal.AwaitText("sorted by resident");
+    const std::vector<std::pair<std::string, std::string>> keys{{"N", "pid "}, {"M", "resident "},
+                                                                {"<", "pid "}, {"<", "growth "},
+                                                                {">", "pid "}, {">", "resident "}};
+    for (const auto& [key, sort] : keys) {
+        terminal.Press(key);
+        EXPECT_TRUE(Has(terminal.AwaitText("sorted by " + sort), "sorted by " + sort)) << terminal.Screen();
+    }
+    terminal.Press("q");
+    ExpectRestored(terminal, "[0]ready>");
+}
+
+TEST_F(Top, HelpsAndTakesAnotherDelay) {
+    const TmuxSession terminal(Folder());
+    Start(terminal);
+    terminal.AwaitText("sorted by");
+    terminal.Press("h");
+    EXPECT_TRUE(Has(terminal.AwaitText("any key leaves it"), "looks again every 1.0 s")) << terminal.Screen();
+    terminal.Press("q");
+    EXPECT_TRUE(Has(terminal.AwaitText("sorted by"), "sorted by")) << "the key only left the help";
+    terminal.Press("d");
+    EXPECT_TRUE(Has(terminal.AwaitText("Change delay from 1.0 to _"), "1.0 to _")) << terminal.Screen();
+    terminal.Type("36000");
+    terminal.Press("Enter");
+    EXPECT_TRUE(Has(terminal.AwaitText("that is no delay"), "0.1 to 3600 seconds")) << terminal.Screen();
+    terminal.Type("36000");
+    terminal.Press("BSpace");
+    EXPECT_TRUE(Has(terminal.AwaitText("to 3600_"), "to 3600_")) << terminal.Screen();
+    terminal.Press("Enter");
+    terminal.AwaitText("sorted by");
+    terminal.Press("?");
+    EXPECT_TRUE(Has(terminal.AwaitText("any key leaves it"), "every 3600.0 s")) << terminal.Screen();
+    terminal.Press("?");
+    terminal.AwaitText("0 segments");
+    WriteSegment(PoolName(kNobody), Pattern(10));
+    terminal.Press("Space");
+    EXPECT_TRUE(Has(terminal.AwaitText("1 segment,"), "1 segment,")) << "not only in an hour";
+    terminal.Press("s");
+    EXPECT_TRUE(Has(terminal.AwaitText("from 3600.0 to _"), "from 3600.0 to _")) << terminal.Screen();
+    terminal.Press("Escape");
+    EXPECT_TRUE(Has(terminal.AwaitText("sorted by"), "sorted by")) << terminal.Screen();
+    terminal.Press("q");
+    ExpectRestored(terminal, "[0]ready>");
+}
+
+TEST_F(Top, WideNamesStayInTheirRow) {
+    std::string name = "ZTKTool-77-";
+    for (int i = 0; i < 40; ++i)
+        name += "\xe7\x9b\xb8";
+    WriteObject(name, Bytes(1));
+    const TmuxSession terminal(Folder());
+    terminal.Resize(99, 12);
+    Start(terminal);
+    const std::string screen = terminal.AwaitText("ZTKTool-77-");
+    const std::size_t nName = screen.find("ZTKTool-77-");
+    ASSERT_NE(nName, std::string::npos) << screen;
+    const std::size_t nEnd = screen.find('\n', nName);
+    EXPECT_EQ(screen.find_first_not_of('\n', nEnd), std::string::npos) << screen;
     terminal.Press("q");
     ExpectRestored(terminal, "[0]ready>");
 }
@@ -110,7 +178,7 @@ class TopEndedBy : public Top, public testing::WithParamInterface<int> {};
 TEST_P(TopEndedBy, LeavesTheTerminalAsItWas) {
     const TmuxSession terminal(Folder());
     // a shell of its own, whose id the program then has
-    terminal.Type("clear; bash -c 'echo $$ > " + Folder() + "/pid; exec " ZTKMEM " top'");
+    terminal.Type("ulimit -c 0; clear; bash -c 'echo $$ > " + Folder() + "/pid; exec " ZTKMEM " top'");
     terminal.Press("Enter");
     ASSERT_TRUE(Has(terminal.AwaitText("sorted by"), "sorted by")) << terminal.Screen();
     if (GetParam() == SIGINT) {
@@ -121,7 +189,11 @@ TEST_P(TopEndedBy, LeavesTheTerminalAsItWas) {
     ExpectRestored(terminal, "[" + std::to_string(128 + GetParam()) + "]ready>");
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, TopEndedBy, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
+INSTANTIATE_TEST_SUITE_P(Signals, TopEndedBy,
+                         testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGPIPE,
+                                         SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO, SIGPWR));
+INSTANTIATE_TEST_SUITE_P(Faults, TopEndedBy,
+                         testing::Values(SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS));
 
 TEST_F(Top, AnErrorLeavesTheTerminalAsItWas) {
 #ifdef __SANITIZE_ADDRESS__
@@ -189,6 +261,8 @@ TEST_F(Completion, KnowsCommandsOptionsAndSegments) {
     completes("ztkmem re", "ztkmem reap ");
     completes("ztkmem ls --js", "ztkmem ls --json ");
     completes("ztkmem ls --sort re", "ztkmem ls --sort resident ");
+    completes("ztkmem ls --sort=re", "ztkmem ls --sort=resident ");
+    completes("ztkmem reap --older-than=3", "ztkmem reap --older-than=3d ");
     completes("ztkmem show ZTKTool-5", "ztkmem show " + PoolName(kNobody) + " ");
     completes("ztkmem show x --as nv", "ztkmem show x --as nv12:");
     completes("ztkmem reap --o", "ztkmem reap --older-than ");

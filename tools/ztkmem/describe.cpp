@@ -10,12 +10,6 @@ std::string Bytes(std::uint64_t nBytes, Units enUnits) {
     return enUnits == Units::kHuman ? HumanBytes(nBytes) : std::to_string(nBytes);
 }
 
-std::string Counted(std::size_t nCount, const std::string& what) {
-    if (nCount == 1) return "1 " + what;
-    const bool bHiss = what.back() == 's';
-    return fmt::format("{} {}{}", nCount, what, bHiss ? "es" : "s");
-}
-
 std::string ModeText(unsigned nMode) {
     return fmt::format("{:04o}", nMode);
 }

@@ -13,9 +13,6 @@ enum class Units { kHuman, kBytes };
 
 std::string Bytes(std::uint64_t nBytes, Units enUnits);
 
-/// "2 segments", "1 segment".
-std::string Counted(std::size_t nCount, const std::string& what);
-
 /// "0600"
 std::string ModeText(unsigned nMode);
 

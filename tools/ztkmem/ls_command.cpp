@@ -51,7 +51,7 @@ int RunLs(const LsOptions& options) {
         TakeSurvey(directory, options.bAll ? Which::kEveryObject : Which::kPoolSegments, options.bVouchedFor);
     SortSegments(survey.segments, kSortKeys.at(options.sort), options.bReverse);
     const Units enUnits = options.bBytes ? Units::kBytes : Units::kHuman;
-    fmt::print("{}", options.bJson ? LsJson(survey) : LsText(survey, enUnits));
+    fmt::print("{}", options.bJson ? LsJson(survey) : ForTerminal(LsText(survey, enUnits)));
     return AddUp(survey.segments).nStale == 0 ? kExitFine : kExitSomethingFound;
 }
 

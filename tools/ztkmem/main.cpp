@@ -1,9 +1,12 @@
 // ztkmem: sees from outside what the pools hold in /dev/shm.
 #include <fmt/format.h>
+#include <langinfo.h>
 
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "command.h"
@@ -16,7 +19,7 @@ namespace {
 constexpr char kVersion[] = "ztkmem 1.0.0";
 
 int Complain(const std::string& what) {
-    fmt::print(stderr, "ztkmem: {}\n", what);
+    fmt::print(stderr, "ztkmem: {}\n", ForTerminal(EscapeHarmful(what)));
     return kExitError;
 }
 
@@ -39,7 +42,9 @@ int ReportParsing(const CLI::App& program, const CLI::ParseError& error) {
     for (char& ch : what) {
         if (ch == '\n') ch = ' ';
     }
-    return Complain(what + " (see ztkmem --help)");
+    const auto commands = program.get_subcommands();
+    const std::string command = commands.empty() ? "" : commands.front()->get_name() + " ";
+    return Complain(fmt::format("{} (see ztkmem {}--help)", what, command));
 }
 
 /// What did not reach a full disk must not pass for an answer.
@@ -82,6 +87,8 @@ void AddNamespaceOption(CLI::App& command, bool& bVouchedFor) {
 }  // namespace ztkmem
 
 int main(int nCount, char** ppArguments) {
+    std::setlocale(LC_CTYPE, "");
+    ztkmem::TakeTerminalForUtf8(std::string_view(nl_langinfo(CODESET)) == "UTF-8");
     try {
         return ztkmem::Run(nCount, ppArguments);
     } catch (const std::exception& error) {

@@ -133,23 +133,38 @@ std::size_t Channels(PixelFormat enFormat) {
     return enFormat == PixelFormat::kGray8 ? 1 : 3;
 }
 
-void DecodeRow(const PictureShape& shape, const std::vector<std::uint8_t>& frame, std::size_t nRow,
-               std::vector<std::uint8_t>& row) {
+std::array<FrameSpan, 2> RowSpans(const PictureShape& shape, std::size_t nRow) {
     const std::size_t nWidth = shape.nWidth;
-    row.resize(nWidth * Channels(shape.enFormat));
+    switch (shape.enFormat) {
+        case PixelFormat::kGray8:
+            return {{{nRow * nWidth, nWidth}, {}}};
+        case PixelFormat::kNv12:
+            return {{{nRow * nWidth, nWidth}, {(shape.nHeight + nRow / 2) * nWidth, nWidth}}};
+        case PixelFormat::kYuyv:
+            return {{{nRow * nWidth * 2, nWidth * 2}, {}}};
+        case PixelFormat::kRgb24:
+        case PixelFormat::kBgr24:
+            break;
+    }
+    return {{{nRow * nWidth * 3, nWidth * 3}, {}}};
+}
+
+void DecodeRow(const PictureShape& shape, const std::vector<std::uint8_t>& bytes,
+               std::vector<std::uint8_t>& row) {
+    row.resize(shape.nWidth * Channels(shape.enFormat));
     switch (shape.enFormat) {
         case PixelFormat::kGray8:
         case PixelFormat::kRgb24:
-            std::copy_n(frame.data() + nRow * row.size(), row.size(), row.data());
+            std::copy_n(bytes.data(), row.size(), row.data());
             break;
         case PixelFormat::kBgr24:
-            SwapRedAndBlue(frame.data() + nRow * row.size(), row);
+            SwapRedAndBlue(bytes.data(), row);
             break;
         case PixelFormat::kNv12:
-            DecodeNv12(frame.data() + nRow * nWidth, frame.data() + (shape.nHeight + nRow / 2) * nWidth, row);
+            DecodeNv12(bytes.data(), bytes.data() + shape.nWidth, row);
             break;
         case PixelFormat::kYuyv:
-            DecodeYuyv(frame.data() + nRow * nWidth * 2, row);
+            DecodeYuyv(bytes.data(), row);
             break;
     }
 }

@@ -1,6 +1,7 @@
 // Raw frames, as cameras and encoders leave them, into RGB. Rows follow each other without padding.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -32,9 +33,17 @@ std::size_t FrameSize(const PictureShape& shape);
 /// 1 for gray, else 3.
 std::size_t Channels(PixelFormat enFormat);
 
-/// One row of a frame of FrameSize() bytes, as gray values or RGB. Y, U and V are taken to be BT.601 with
-/// the usual limited range (Y 16 to 235).
-void DecodeRow(const PictureShape& shape, const std::vector<std::uint8_t>& frame, std::size_t nRow,
+struct FrameSpan {
+    std::size_t nOffset = 0;
+    std::size_t nLength = 0;
+};
+
+/// Where in a frame a row stands: its pixels, and its colours if they have a plane of their own.
+std::array<FrameSpan, 2> RowSpans(const PictureShape& shape, std::size_t nRow);
+
+/// One row as gray values or RGB, from the bytes of its spans, one behind the other. Y, U and V are taken to
+/// be BT.601 with the usual limited range (Y 16 to 235).
+void DecodeRow(const PictureShape& shape, const std::vector<std::uint8_t>& bytes,
                std::vector<std::uint8_t>& row);
 
 }  // namespace ztkmem

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -80,7 +81,9 @@ int RemoveAll(const std::vector<Segment>& chosen, SystemTarget& target) {
     for (const Segment& segment : chosen) {
         const RemovalResult result = RemoveIfStale(segment, target);
         const bool bRefused = result.enRemoval == Removal::kRefused;
-        fmt::print(bRefused ? stderr : stdout, "{}", ResultLine(segment, result));
+        // into one file or pipe, complaints come where they belong
+        if (bRefused) std::fflush(stdout);
+        fmt::print(bRefused ? stderr : stdout, "{}", ForTerminal(ResultLine(segment, result)));
         if (result.enRemoval == Removal::kRemoved) ++nRemoved;
         if (bRefused) nExitStatus = kExitError;
         const bool bKept = result.enRemoval == Removal::kOther || result.enRemoval == Removal::kNotProven;
@@ -95,7 +98,7 @@ int RunReap(const ReapOptions& options) {
     Survey survey = TakeSurvey(directory, Which::kPoolSegments, options.bVouchedFor);
     SortSegments(survey.segments, SortKey::kName, false);
     const ReapPlan plan = PlanReap(std::move(survey.segments), ParseAge(options.olderThan).value_or(0));
-    fmt::print("{}", ReapText(plan, survey.processes.nUnread));
+    fmt::print("{}", ForTerminal(ReapText(plan, survey.processes.nUnread)));
     const std::string why = WhyNothingIsProven(survey.processes.visibility);
     if (!why.empty() && AddUp(plan.kept).nNotVisible != 0)
         fmt::print("nothing can be proven dead: {}\n", why);

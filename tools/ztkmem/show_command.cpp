@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -56,8 +57,11 @@ std::string FindName(const ShmDirectory& directory, const std::string& typed) {
 
 ObjectFile OpenObject(const ShmDirectory& directory, const std::string& name) {
     ObjectFile file = directory.Open(name);
-    if (!file.IsOpen()) throw std::runtime_error(fmt::format("{}: {}", Escape(name), std::strerror(errno)));
-    return file;
+    if (file.IsOpen()) return file;
+    // a link, a socket, or anything else that is no file
+    const bool bOther = errno == ELOOP || errno == ENXIO || errno == EINVAL;
+    throw std::runtime_error(
+        fmt::format("{}: {}", Escape(name), bOther ? "not a shared-memory object" : std::strerror(errno)));
 }
 
 std::uint64_t PlaceInObject(std::uint64_t nOffset) {
@@ -78,6 +82,18 @@ void PrintHex(const ShmDirectory& directory, const std::string& name, const Show
     if (bytes.size() < options.nDump) fmt::print("(the object ends at {:#x})\n", nFirst + bytes.size());
 }
 
+/// False if the object ends before the row does.
+bool ReadRow(const ObjectFile& file, std::uint64_t nFrame, const std::array<FrameSpan, 2>& spans,
+             std::vector<std::uint8_t>& bytes) {
+    bytes.clear();
+    for (const FrameSpan& span : spans) {
+        const auto part = file.Read(nFrame + span.nOffset, span.nLength);
+        if (part.size() < span.nLength) return false;
+        bytes.insert(bytes.end(), part.begin(), part.end());
+    }
+    return true;
+}
+
 /// A frame as it stands at this moment; its owner may be writing it.
 void SavePicture(const ShmDirectory& directory, const std::string& name, const PictureShape& shape,
                  const ShowOptions& options) {
@@ -85,17 +101,21 @@ void SavePicture(const ShmDirectory& directory, const std::string& name, const P
     const std::uint64_t nFirst = PlaceInObject(options.nOffset);
     const std::size_t nSize = FrameSize(shape);
     const std::uint64_t nLength = file.Length();
-    // before any memory is taken for it
+    // before any file is made for it
     if (nFirst > nLength || nLength - nFirst < nSize) {
         throw std::runtime_error(
             fmt::format("{}: {} takes {} bytes from data offset {} on, the object has {}", Escape(name),
                         options.shape, nSize, options.nOffset, nLength > nFirst ? nLength - nFirst : 0));
     }
-    const auto frame = file.Read(nFirst, nSize);
-    if (frame.size() < nSize)
-        throw std::runtime_error(fmt::format("{}: was shortened meanwhile", Escape(name)));
-    WritePng(options.output, shape, frame);
-    fmt::print("\nwritten: {}\n", options.output);
+    PngFile png(options.output, shape);
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t nRow = 0; nRow < shape.nHeight; ++nRow) {
+        if (!ReadRow(file, nFirst, RowSpans(shape, nRow), bytes))
+            throw std::runtime_error(fmt::format("{}: was shortened meanwhile", Escape(name)));
+        png.AddRow(bytes);
+    }
+    png.Finish();
+    fmt::print("\nwritten: {}\n", ForTerminal(Escape(options.output)));
 }
 
 int RunShow(const ShowOptions& options) {
@@ -107,10 +127,16 @@ int RunShow(const ShowOptions& options) {
     processes.visibility.bVouchedFor = options.bVouchedFor;
     const auto segment = LookAtSegment(directory, name, processes);
     if (!segment) throw std::runtime_error(fmt::format("{}: has just vanished", Escape(name)));
-    fmt::print("{}", ShowText(*segment, processes.nUnread));
+    fmt::print("{}", ForTerminal(ShowText(*segment, processes.nUnread)));
     if (options.bHex) PrintHex(directory, name, options);
     if (!options.shape.empty()) SavePicture(directory, name, shape, options);
     return segment->verdict.enState == HeaderState::kGood ? kExitFine : kExitSomethingFound;
+}
+
+/// The parser would take "-5" for a very large number.
+std::string CheckNumber(const std::string& text) {
+    const bool bDigit = !text.empty() && text.front() >= '0' && text.front() <= '9';
+    return bDigit ? "" : fmt::format(R"("{}" is no number of bytes)", Escape(text));
 }
 
 void CheckOptions(const ShowOptions& options) {
@@ -128,10 +154,12 @@ void AddShow(CLI::App& program, int& nExitStatus) {
     auto* pHex = pCommand->add_flag("--hex", pOptions->bHex, "Dump bytes, the header's first");
     pCommand->add_option("--length", pOptions->nDump, "Bytes to dump (512)")
         ->needs(pHex)
+        ->check(CheckNumber)
         ->check(CLI::Range(std::size_t{1}, kDumpAtMost).description(""))
         ->type_name("N");
     auto* pAs = pCommand->add_option("--as", pOptions->shape, "What the frame is")->type_name("FORMAT:WxH");
     auto* pOffset = pCommand->add_option("--offset", pOptions->nOffset, "Start N bytes behind the header")
+                        ->check(CheckNumber)
                         ->type_name("N");
     auto* pOutput =
         pCommand->add_option("-o,--output", pOptions->output, "PNG file to write")->type_name("FILE");

@@ -7,15 +7,21 @@
 namespace ztkmem {
 
 std::string Padded(std::string_view text, std::size_t nWidth, Align enAlign) {
-    const std::size_t nTaken = CharacterCount(text);
+    const std::size_t nTaken = ColumnCount(text);
     const std::string blanks(nWidth > nTaken ? nWidth - nTaken : 0, ' ');
     return enAlign == Align::kLeft ? std::string(text) + blanks : blanks + std::string(text);
 }
 
+void Table::AddRow(std::vector<std::string> cells) {
+    for (std::string& cell : cells)
+        cell = ForTerminal(cell);
+    rows_.push_back(std::move(cells));
+}
+
 std::size_t Table::WidthOf(std::size_t nColumn) const {
-    std::size_t nWidth = CharacterCount(columns_[nColumn].title);
+    std::size_t nWidth = ColumnCount(columns_[nColumn].title);
     for (const auto& row : rows_)
-        nWidth = std::max(nWidth, CharacterCount(row.at(nColumn)));
+        nWidth = std::max(nWidth, ColumnCount(row.at(nColumn)));
     return nWidth;
 }
 

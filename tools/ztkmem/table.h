@@ -19,7 +19,7 @@ class Table {
     explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
     /// One cell for each column, valid UTF-8 without line ends.
-    void AddRow(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+    void AddRow(std::vector<std::string> cells);
 
     /// Titles and rows, two blanks between columns, none at the end of a line.
     std::string Text() const;
@@ -31,7 +31,7 @@ class Table {
     std::vector<std::vector<std::string>> rows_;
 };
 
-/// @p text in @p nWidth characters; what is longer stays as it is.
+/// @p text in @p nWidth columns; what is longer stays as it is.
 std::string Padded(std::string_view text, std::size_t nWidth, Align enAlign);
 
 }  // namespace ztkmem

@@ -1,6 +1,7 @@
 #include "text.h"
 
 #include <fmt/format.h>
+#include <wchar.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,8 @@ namespace {
 constexpr std::int64_t kMinute = 60;
 constexpr std::int64_t kHour = 60 * kMinute;
 constexpr std::int64_t kDay = 24 * kHour;
+
+bool bTerminalHasUtf8 = true;
 
 struct Character {
     std::size_t nBytes = 0;  ///< 0: not UTF-8
@@ -68,6 +71,38 @@ void AppendHex(std::string& text, std::string_view bytes) {
         text += fmt::format("\\x{:02x}", At(bytes, i));
 }
 
+enum class Backslash { kDouble, kLeave };
+
+std::string Escaped(std::string_view bytes, Backslash enBackslash) {
+    std::string text;
+    while (!bytes.empty()) {
+        const Character character = ReadCharacter(bytes);
+        const std::string_view taken = bytes.substr(0, std::max<std::size_t>(character.nBytes, 1));
+        if (character.nBytes == 0 || IsHarmful(character.chCode)) {
+            AppendHex(text, taken);
+        } else {
+            if (character.chCode == U'\\' && enBackslash == Backslash::kDouble) text += '\\';
+            text += taken;
+        }
+        bytes.remove_prefix(taken.size());
+    }
+    return text;
+}
+
+/// What the next character takes.
+struct Extent {
+    std::size_t nBytes = 1;
+    std::size_t nColumns = 1;
+};
+
+Extent NextExtent(std::string_view text) {
+    const Character character = ReadCharacter(text);
+    if (character.nBytes <= 1) return {};
+    // a character that the locale does not know is taken for a narrow one
+    const int nColumns = wcwidth(static_cast<wchar_t>(character.chCode));
+    return {character.nBytes, nColumns < 0 ? 1 : static_cast<std::size_t>(nColumns)};
+}
+
 std::optional<char> ReadHex(std::string_view text) {
     unsigned nValue = 0;
     constexpr int kHex = 16;
@@ -80,19 +115,28 @@ std::optional<char> ReadHex(std::string_view text) {
 }  // namespace
 
 std::string Escape(std::string_view bytes) {
-    std::string text;
-    while (!bytes.empty()) {
-        const Character character = ReadCharacter(bytes);
-        const std::string_view taken = bytes.substr(0, std::max<std::size_t>(character.nBytes, 1));
-        if (character.nBytes == 0 || IsHarmful(character.chCode)) {
-            AppendHex(text, taken);
+    return Escaped(bytes, Backslash::kDouble);
+}
+
+std::string EscapeHarmful(std::string_view bytes) {
+    return Escaped(bytes, Backslash::kLeave);
+}
+
+void TakeTerminalForUtf8(bool bUtf8) {
+    bTerminalHasUtf8 = bUtf8;
+}
+
+std::string ForTerminal(std::string_view text) {
+    if (bTerminalHasUtf8) return std::string(text);
+    std::string ascii;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (At(text, i) < 0x80) {
+            ascii += text[i];
         } else {
-            if (character.chCode == U'\\') text += '\\';
-            text += taken;
+            AppendHex(ascii, text.substr(i, 1));
         }
-        bytes.remove_prefix(taken.size());
     }
-    return text;
+    return ascii;
 }
 
 std::optional<std::string> Unescape(std::string_view text) {
@@ -115,19 +159,30 @@ std::optional<std::string> Unescape(std::string_view text) {
     return bytes;
 }
 
-std::size_t CharacterCount(std::string_view text) {
-    const auto bStarts = [](char ch) { return (static_cast<unsigned char>(ch) & 0xC0U) != 0x80U; };
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), bStarts));
+std::size_t ColumnCount(std::string_view text) {
+    std::size_t nColumns = 0;
+    while (!text.empty()) {
+        const Extent extent = NextExtent(text);
+        nColumns += extent.nColumns;
+        text.remove_prefix(extent.nBytes);
+    }
+    return nColumns;
 }
 
-std::string_view FirstCharacters(std::string_view text, std::size_t nCount) {
+std::string_view FirstColumns(std::string_view text, std::size_t nCount) {
     std::size_t nAt = 0;
     while (nAt < text.size()) {
-        const bool bStarts = (At(text, nAt) & 0xC0U) != 0x80U;
-        if (bStarts && nCount-- == 0) break;
-        ++nAt;
+        const Extent extent = NextExtent(text.substr(nAt));
+        if (extent.nColumns > nCount) break;
+        nCount -= extent.nColumns;
+        nAt += extent.nBytes;
     }
     return text.substr(0, nAt);
+}
+
+std::string Counted(std::uint64_t nCount, std::string_view noun) {
+    if (nCount == 1) return fmt::format("1 {}", noun);
+    return fmt::format("{} {}{}", nCount, noun, noun.back() == 's' ? "es" : "s");
 }
 
 std::string HumanBytes(std::uint64_t nBytes) {

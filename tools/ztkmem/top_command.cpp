@@ -10,8 +10,15 @@ constexpr char kTopFooter[] =
     R"(Each process with what it owns (OWNS), what it maps of others (MAPS), how its resident bytes
 have grown since the view saw it first (GROWTH), and below it its segments. Stale ones are red.
 
-Keys: q quit; s sort by resident, length, segments, growth, pid in turn; r reverse;
-arrows, Page Up, Page Down, Home, End move. It looks again every second.
+It looks again every second. Keys, as in top(1):
+  q                  quit
+  < >                sort by the key before, the next: resident, length, segments, growth, pid
+  M N                sort by resident, by pid
+  R                  reverse
+  d s                ask for another delay in seconds
+  Space              look now
+  h ?                help
+  arrows, Page Up, Page Down, Home, End    move
 
 Exit status: 0; 2 error; ended by a signal, that of the signal.
 

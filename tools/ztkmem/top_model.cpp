@@ -28,8 +28,21 @@ const char* SortText(TopSort enSort) {
     return "?";
 }
 
-TopSort Next(TopSort enSort) {
-    return enSort == TopSort::kPid ? TopSort::kResident : static_cast<TopSort>(static_cast<int>(enSort) + 1);
+TopSort Sorted(TopSort enSort, TopKey enKey) {
+    constexpr int kSorts = static_cast<int>(TopSort::kPid) + 1;
+    const int nSort = static_cast<int>(enSort);
+    switch (enKey) {
+        case TopKey::kNextSort:
+            return static_cast<TopSort>((nSort + 1) % kSorts);
+        case TopKey::kPreviousSort:
+            return static_cast<TopSort>((nSort + kSorts - 1) % kSorts);
+        case TopKey::kSortByResident:
+            return TopSort::kResident;
+        case TopKey::kSortByPid:
+            return TopSort::kPid;
+        default:
+            return enSort;
+    }
 }
 
 SortKey KeyForSegments(TopSort enSort) {
@@ -59,11 +72,9 @@ std::size_t Stepped(std::size_t nAt, TopKey enKey, std::size_t nPage, std::size_
             return 0;
         case TopKey::kEnd:
             return nLast;
-        case TopKey::kSort:
-        case TopKey::kReverse:
-            break;
+        default:
+            return nAt;
     }
-    return nAt;
 }
 
 }  // namespace
@@ -148,7 +159,7 @@ void TopModel::SortRows() {
 }
 
 void TopModel::Press(TopKey enKey) {
-    if (enKey == TopKey::kSort) enSort_ = Next(enSort_);
+    enSort_ = Sorted(enSort_, enKey);
     if (enKey == TopKey::kReverse) bReverse_ = !bReverse_;
     SortRows();
     nSelected_ = Stepped(nSelected_, enKey, nWindow_, RowCount());
@@ -198,8 +209,8 @@ std::string TopModel::StaleLine() const {
     if (totals_.nNotVisible != 0)
         text += fmt::format(", {} not visible", Counted(totals_.nNotVisible, "owner"));
     if (nUnread_ != 0) text += fmt::format(", {} not looked into", Counted(nUnread_, "process"));
-    return fmt::format("{}   sorted by {}{}   q quit  s sort  r reverse  arrows move", text,
-                       SortText(enSort_), bReverse_ ? ", reversed" : "");
+    return fmt::format("{}   sorted by {}{}   q quit  h help  < > sort  R reverse", text, SortText(enSort_),
+                       bReverse_ ? ", reversed" : "");
 }
 
 void TopModel::KeepSelectionVisible(std::size_t nWindow) {

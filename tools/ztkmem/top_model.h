@@ -13,7 +13,19 @@ namespace ztkmem {
 
 enum class TopSort { kResident, kLength, kSegments, kGrowth, kPid };
 
-enum class TopKey { kUp, kDown, kPageUp, kPageDown, kHome, kEnd, kSort, kReverse };
+enum class TopKey {
+    kUp,
+    kDown,
+    kPageUp,
+    kPageDown,
+    kHome,
+    kEnd,
+    kNextSort,
+    kPreviousSort,
+    kSortByResident,
+    kSortByPid,
+    kReverse,
+};
 
 enum class TopStyle { kPlain, kTitle, kProcess, kStale };
 

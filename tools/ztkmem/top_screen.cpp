@@ -1,29 +1,25 @@
 #include <curses.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/signalfd.h>
-#include <term.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <clocale>
-#include <cstdlib>
 #include <ctime>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "command.h"
-#include "descriptor.h"
 #include "text.h"
 #include "top.h"
+#include "top_dialog.h"
 #include "top_model.h"
-
-// term.h brings macros with short names
-#undef lines
-#undef columns
+#include "top_signals.h"
 
 namespace ztkmem {
 namespace {
@@ -31,36 +27,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kQuit = 'q';
+constexpr int kDelete = 127;
 constexpr short kStalePair = 1;
-
-/// The signals that end the view arrive as bytes to read, so that the terminal can be put back first.
-class EndingSignals {
-  public:
-    EndingSignals() {
-        sigset_t wanted;
-        sigemptyset(&wanted);
-        for (const int nSignal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
-            sigaddset(&wanted, nSignal);
-        sigprocmask(SIG_BLOCK, &wanted, &before_);
-        file_ = Descriptor(signalfd(-1, &wanted, SFD_NONBLOCK | SFD_CLOEXEC));
-    }
-    EndingSignals(const EndingSignals&) = delete;
-    EndingSignals& operator=(const EndingSignals&) = delete;
-    ~EndingSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-
-    int File() const { return file_.Get(); }
-
-    /// 0 if none has come.
-    int Taken() const {
-        signalfd_siginfo info{};
-        const ssize_t nRead = read(file_.Get(), &info, sizeof(info));
-        return nRead == static_cast<ssize_t>(sizeof(info)) ? static_cast<int>(info.ssi_signo) : 0;
-    }
-
-  private:
-    sigset_t before_{};
-    Descriptor file_;
-};
 
 /// The terminal in full-screen mode; its destructor puts it back, on every way out.
 class Screen {
@@ -88,14 +56,12 @@ class Screen {
         delscreen(pScreen_);
     }
 
-    static void Draw(TopModel& model) {
+    static int Height() { return LINES; }
+
+    static void Draw(const std::vector<TopLine>& lines) {
         erase();
-        std::array<char, 16> clock{};
-        const std::time_t nNow = std::time(nullptr);
-        std::tm local{};
-        std::strftime(clock.data(), clock.size(), "%H:%M:%S", localtime_r(&nNow, &local));
         int nRow = 0;
-        for (const TopLine& line : model.Lines(static_cast<std::size_t>(LINES), clock.data()))
+        for (const TopLine& line : lines)
             DrawLine(nRow++, line);
         refresh();
     }
@@ -119,7 +85,8 @@ class Screen {
     }
 
     static void DrawLine(int nRow, const TopLine& line) {
-        const std::string text(FirstCharacters(line.text, static_cast<std::size_t>(COLS)));
+        const std::string shown = ForTerminal(line.text);
+        const std::string text(FirstColumns(shown, static_cast<std::size_t>(COLS)));
         attrset(static_cast<int>(StyleOf(line)));
         mvaddstr(nRow, 0, text.c_str());
         attrset(A_NORMAL);
@@ -142,13 +109,41 @@ std::optional<TopKey> KeyOf(int nKey) {
             return TopKey::kHome;
         case KEY_END:
             return TopKey::kEnd;
-        case 's':
-            return TopKey::kSort;
-        case 'r':
+        case '>':
+            return TopKey::kNextSort;
+        case '<':
+            return TopKey::kPreviousSort;
+        case 'M':
+            return TopKey::kSortByResident;
+        case 'N':
+            return TopKey::kSortByPid;
+        case 'R':
             return TopKey::kReverse;
         default:
             return std::nullopt;
     }
+}
+
+/// As the question for a delay names the key.
+int KeyToQuestion(int nKey) {
+    switch (nKey) {
+        case KEY_ENTER:
+        case '\n':
+            return DelayQuestion::kEnter;
+        case KEY_BACKSPACE:
+        case kDelete:
+            return DelayQuestion::kBackspace;
+        default:
+            return nKey;
+    }
+}
+
+std::string TimeOfDay() {
+    std::array<char, 16> clock{};
+    const std::time_t nNow = std::time(nullptr);
+    std::tm local{};
+    std::strftime(clock.data(), clock.size(), "%H:%M:%S", localtime_r(&nNow, &local));
+    return clock.data();
 }
 
 int MillisecondsUntil(Clock::time_point when) {
@@ -164,7 +159,7 @@ class View {
     int Show() {
         while (!bEnd_) {
             if (Clock::now() >= nextLook_) Look();
-            Screen::Draw(model_);
+            Screen::Draw(Lines());
             const int nSignal = WaitForSomething();
             if (nSignal != 0) return nSignal;
         }
@@ -174,7 +169,22 @@ class View {
   private:
     void Look() {
         model_.Update(TakeSurvey(directory_, Which::kPoolSegments, bVouchedFor_));
-        nextLook_ = Clock::now() + std::chrono::seconds(1);
+        nextLook_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(delay_);
+    }
+
+    std::vector<TopLine> Lines() {
+        const auto nHeight = static_cast<std::size_t>(Screen::Height());
+        std::vector<TopLine> lines;
+        if (bHelp_) {
+            for (std::string& text : TopHelp(delay_.count()))
+                lines.push_back({std::move(text), TopStyle::kPlain, false});
+            lines.resize(std::min(lines.size(), nHeight));
+            return lines;
+        }
+        lines = model_.Lines(nHeight, TimeOfDay());
+        if (question_.IsOpen() && !lines.empty())
+            lines[lines.size() > 1 ? 1 : 0] = {question_.Line(delay_.count()), TopStyle::kProcess, false};
+        return lines;
     }
 
     /// A key, a signal, a resized window, or the time for the next look.
@@ -190,9 +200,44 @@ class View {
     }
 
     void TakeKeys() {
-        for (int nKey = getch(); nKey != ERR; nKey = getch()) {
-            if (nKey == kQuit) bEnd_ = true;
-            if (const auto enKey = KeyOf(nKey)) model_.Press(*enKey);
+        for (int nKey = getch(); nKey != ERR && !bEnd_; nKey = getch()) {
+            if (nKey == KEY_RESIZE) continue;
+            if (question_.IsOpen()) {
+                TakeAnswer(nKey);
+            } else if (bHelp_) {
+                bHelp_ = false;
+            } else {
+                TakeCommand(nKey);
+            }
+        }
+    }
+
+    void TakeAnswer(int nKey) {
+        const auto delay = question_.Press(KeyToQuestion(nKey));
+        if (!delay) return;
+        delay_ = std::chrono::duration<double>(*delay);
+        nextLook_ = Clock::now();
+    }
+
+    void TakeCommand(int nKey) {
+        if (const auto enKey = KeyOf(nKey)) return model_.Press(*enKey);
+        switch (nKey) {
+            case kQuit:
+                bEnd_ = true;
+                break;
+            case 'h':
+            case '?':
+                bHelp_ = true;
+                break;
+            case 'd':
+            case 's':
+                question_.Open();
+                break;
+            case ' ':
+                nextLook_ = Clock::now();
+                break;
+            default:
+                break;
         }
     }
 
@@ -200,6 +245,9 @@ class View {
     bool bVouchedFor_;
     ShmDirectory directory_;
     TopModel model_;
+    DelayQuestion question_;
+    std::chrono::duration<double> delay_{1};
+    bool bHelp_ = false;
     Clock::time_point nextLook_ = Clock::now();
     bool bEnd_ = false;
 };
@@ -207,7 +255,9 @@ class View {
 int ShowUntilEnd(bool bVouchedFor) {
     const EndingSignals signals;
     View view(signals, bVouchedFor);
+    const FaultSignals faults;
     const Screen screen;
+    FaultSignals::LearnTerminal();
     return view.Show();
 }
 
@@ -216,7 +266,6 @@ int ShowUntilEnd(bool bVouchedFor) {
 int RunTop(bool bVouchedFor) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
         throw std::runtime_error("top: needs a terminal (ztkmem ls shows the same, once)");
-    std::setlocale(LC_CTYPE, "");
     const int nSignal = ShowUntilEnd(bVouchedFor);
     if (nSignal == 0) return kExitFine;
     // whoever started us shall see what ended us

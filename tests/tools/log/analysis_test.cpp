@@ -11,6 +11,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 using Prefix = LogWriter::Prefix;
@@ -105,6 +106,20 @@ TEST(Owned, GluedAndTornLinesDoNotCount) {
     EXPECT_THAT(glued.Remarks(), Contains("torn"));
 }
 
+// ---- order -----------------------------------------------------------------------------------------
+
+TEST(Order, PartsOfALogInTheWrongOrderAreTheFirstRemark) {
+    LogWriter newer;
+    newer.Pass(7200);
+    newer.Allocated(0x20, 100);
+    LogWriter older;
+    older.Allocated(0x10, 100);
+    const Scanned scanned(newer.Text() + older.Text());
+    ASSERT_FALSE(scanned.Remarks().empty());
+    EXPECT_EQ(scanned.Remarks().front(), "clock");
+    EXPECT_THAT(ReportText(scanned.Report()), HasSubstr("The clock went back 1 time, by 2.0 h at most"));
+}
+
 // ---- processes -------------------------------------------------------------------------------------
 
 TEST(Processes, WithoutIdsAStartEndsTheOneBefore) {
@@ -141,6 +156,63 @@ TEST(Processes, WithIdsASilentOneHasEnded) {
     EXPECT_THAT(scanned.Problems(), IsEmpty());
 }
 
+/// Two processes that work side by side; nothing in the log shows them start. The reclaimer of the first
+/// one ends after two minutes.
+std::string RotatedLog() {
+    LogWriter log(Prefix::kTimeAndProcess);
+    for (int nMinute = 0; nMinute < 10; ++nMinute) {
+        for (int i = 0; i < 6; ++i) {
+            log.Pass(10);
+            for (const int nProcess : {812, 913}) {
+                log.By(nProcess);
+                log.Begin();
+                if (nMinute == 0) log.Allocated(0x1000U * static_cast<unsigned>(i + 1), 4096);
+                log.End(4096, 0);
+            }
+        }
+        log.By(812);
+        if (nMinute < 2) log.Limit(0);
+        log.By(913);
+        log.Limit(0);
+    }
+    return log.Text();
+}
+
+TEST(Processes, OfARotatedLogAreKeptApartByTheirIds) {
+    const Scanned scanned(RotatedLog());
+    ASSERT_EQ(scanned.Facts().Outcomes().size(), 2U);
+    EXPECT_EQ(scanned.Facts().Outcomes()[0].nProcess, 812U);
+    EXPECT_EQ(scanned.Facts().Outcomes()[1].nProcess, 913U);
+    EXPECT_EQ(scanned.Facts().Twice(), 0U);
+    EXPECT_THAT(scanned.Problems(), ElementsAre("reclaimer-silent"));
+    EXPECT_THAT(ReportText(scanned.Report()), HasSubstr("local pool of process 812 from"));
+}
+
+TEST(Processes, WithIdsJoinTheirOwnStarts) {
+    LogWriter log(Prefix::kTimeAndProcess);
+    for (const bool bShared : {false, true}) {
+        for (const int nProcess : {812, 913}) {
+            log.By(nProcess);
+            log.Start(bShared);
+        }
+    }
+    const Scanned scanned(log.Text());
+    EXPECT_EQ(scanned.Facts().Processes(), 2U);
+    EXPECT_EQ(scanned.Facts().Outcomes().size(), 2U);
+}
+
+TEST(Processes, ManyWithoutStartsAreForgottenOneByOne) {
+    LogWriter log(Prefix::kTimeAndProcess);
+    for (int i = 0; i < 200; ++i) {
+        log.By(1000 + i);
+        log.Allocated(0x10, kMiB);
+    }
+    const Scanned scanned(log.Text());
+    EXPECT_LE(scanned.Facts().Outcomes().size(), Analysis::kMostOutcomes + Lives::kMost);
+    EXPECT_EQ(scanned.Facts().Of(Pool::kLocal).Owned(), static_cast<std::int64_t>(Lives::kMost * kMiB));
+    EXPECT_THAT(scanned.Remarks(), Contains("forgotten"));
+}
+
 TEST(Processes, AFreeByAnotherThreadFindsItsBlock) {
     LogWriter log;
     log.By(701);
@@ -169,6 +241,14 @@ TEST(Processes, ManyAreForgottenOneByOne) {
     EXPECT_LE(scanned.Facts().Outcomes().size(), Analysis::kMostOutcomes + Lives::kMost);
     EXPECT_LE(scanned.Facts().Of(Pool::kLocal).Owned(), static_cast<std::int64_t>(Lives::kMost * kMiB));
     EXPECT_THAT(scanned.Remarks(), Contains("forgotten"));
+}
+
+TEST(Processes, MixedOnesAreSaidToBe) {
+    LogWriter log(Prefix::kTimeOfDay);
+    log.Allocated(0x10, 100);
+    log.Allocated(0x10, 100);
+    log.Allocated(0x10, 100);
+    EXPECT_THAT(ReportText(Scanned(log.Text()).Report()), HasSubstr("2 addresses handed out again"));
 }
 
 // ---- failures --------------------------------------------------------------------------------------

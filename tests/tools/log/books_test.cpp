@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "log/calls.h"
 #include "log/dump_reader.h"
 #include "log/plot_axis.h"
@@ -174,6 +176,52 @@ TEST(Growth, OnlyWhatNeverShrinksAndStillGrowsIsReported) {
             growth.Look(nCount == 0 ? SizeCounts{} : SizeCounts{{4096, nCount}});
         EXPECT_EQ(!growth.OnlyGrowing().empty(), expected.bGrows) << testing::PrintToString(expected.counts);
     }
+}
+
+/// What only the changed sizes tell is what all of them would.
+TEST(Growth, IsTheSameByChangesAsByEverything) {
+    std::mt19937 random(5);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same steps every time
+    PoolBooks books;
+    Growth byAll;
+    Growth byChanges;
+    std::size_t nAddresses = 0;
+    for (int nLook = 0; nLook < 60; ++nLook) {
+        for (unsigned i = 0; i < random() % 40; ++i) {
+            const std::uint64_t nSize = 1 + random() % 30;
+            if (nSize > 10 && books.Find(nSize, nSize) != nullptr) {
+                books.Free(nSize, nSize, nAddresses);
+            } else {
+                books.Allocate(nSize, {nSize}, nAddresses);
+            }
+        }
+        const auto changed = books.TakeChanges();
+        ASSERT_TRUE(changed.has_value());
+        byAll.Look(books.Sizes());
+        byChanges.Look(books.Sizes(), *changed);
+        const auto expected = byAll.OnlyGrowing();
+        const auto growing = byChanges.OnlyGrowing();
+        ASSERT_EQ(growing.size(), expected.size()) << nLook;
+        for (std::size_t i = 0; i < growing.size(); ++i) {
+            EXPECT_EQ(growing[i].nSize, expected[i].nSize);
+            EXPECT_EQ(growing[i].trend.nFirst, expected[i].trend.nFirst);
+            EXPECT_EQ(growing[i].trend.nLast, expected[i].trend.nLast);
+            EXPECT_EQ(growing[i].trend.nGrew, expected[i].trend.nGrew);
+        }
+    }
+    EXPECT_FALSE(byAll.OnlyGrowing().empty());
+}
+
+TEST(Books, TooManyChangesAreSaidToBe) {
+    PoolBooks books;
+    std::size_t nAddresses = 0;
+    books.Allocate(0x10, {7}, nAddresses);
+    EXPECT_THAT(*books.TakeChanges(), ElementsAre(7));
+    for (std::uint64_t nSize = 1; nSize <= 2 * kMostSizes + 1; ++nSize) {
+        books.Allocate(0x20, {nSize}, nAddresses);
+        books.Free(0x20, nSize, nAddresses);
+    }
+    EXPECT_FALSE(books.TakeChanges().has_value());
+    EXPECT_TRUE(books.TakeChanges()->empty());
 }
 
 TEST(Growth, TheMostBytesComeFirst) {

@@ -161,11 +161,13 @@ TEST_F(Command, NamesThatHarmTerminalsAreEscaped) {
     EXPECT_THAT(ZtkMemLog({"\x1b[31m.log"}).error, StartsWith("\\x1b[31m.log"));
 }
 
-TEST_F(Command, AnEmptyLogIsHealthyAndSaysWhatIsMissing) {
-    const Ran ran = ZtkMemLog({Written("a.log", "")});
-    EXPECT_EQ(ran.nStatus, 0);
+TEST_F(Command, ALogWithoutLinesOfTheLibraryIsNoProofOfHealth) {
+    const Ran ran = ZtkMemLog({Written("a.log", "hello\n")});
+    EXPECT_EQ(ran.nStatus, 1);
     EXPECT_THAT(ran.out, HasSubstr("No line of the library"));
-    EXPECT_TRUE(nlohmann::json::accept(ZtkMemLog({File("a.log"), "--json"}).out));
+    const Ran json = ZtkMemLog({File("a.log"), "--json"});
+    EXPECT_EQ(json.nStatus, 1);
+    EXPECT_TRUE(nlohmann::json::parse(json.out).at("healthy").is_null());
 }
 
 TEST_F(Command, WhatIsNotUtf8StaysOutOfTheJson) {
@@ -180,15 +182,20 @@ TEST_F(Command, WhatIsNotUtf8StaysOutOfTheJson) {
 
 // ---- plots -----------------------------------------------------------------------------------------
 
-class Path {
+class Variable {
   public:
-    explicit Path(const char* szPath) : before_(std::getenv("PATH")) { setenv("PATH", szPath, 1); }
-    ~Path() { setenv("PATH", before_.c_str(), 1); }
-    Path(const Path&) = delete;
-    Path& operator=(const Path&) = delete;
+    Variable(std::string name, const std::string& value) : name_(std::move(name)) {
+        const char* szBefore = std::getenv(name_.c_str());
+        before_ = szBefore == nullptr ? "" : szBefore;
+        setenv(name_.c_str(), value.c_str(), 1);
+    }
+    ~Variable() { setenv(name_.c_str(), before_.c_str(), 1); }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
 
   private:
-    const std::string before_;
+    const std::string name_;
+    std::string before_;
 };
 
 std::string Head(const std::string& file, std::size_t nCount) {
@@ -199,7 +206,7 @@ std::string Head(const std::string& file, std::size_t nCount) {
 }
 
 TEST_F(Command, PlotsWithoutGnuplot) {
-    const Path none("/nonexistent");
+    const Variable none("PATH", "/nonexistent");
     EXPECT_EQ(ZtkMemLog({DataFile("leak.log"), "--plot", File("a.svg")}).nStatus, 1);
     EXPECT_THAT(Head(File("a.svg"), 4096),
                 StartsWith("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"1120\""));
@@ -218,6 +225,33 @@ TEST_F(Command, PlotsThroughGnuplot) {
         fs::remove(File("a.png"));
     }
     EXPECT_EQ(Files(), 1U);
+}
+
+TEST_F(Command, TheUsersSettingsForGnuplotAreLeftOut) {
+    if (std::system("gnuplot --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no gnuplot here";
+    const Variable home("HOME", folder_.string());
+    Written(".gnuplot", "system 'touch " + File("settings-were-read") + "'\n");
+    EXPECT_EQ(ZtkMemLog({DataFile("demo.log"), "--plot", File("a.svg")}).error, "");
+    EXPECT_FALSE(fs::exists(File("settings-were-read")));
+}
+
+TEST_F(Command, APlotThatCannotBeWrittenIsSaidBeforeTheLogIsRead) {
+    EXPECT_THAT(ZtkMemLog({File("none.log"), "--plot", File("no/a.svg")}).error,
+                HasSubstr("no/a.svg: No such file"));
+    const std::string log = Written("a.log", "");
+    EXPECT_THAT(ZtkMemLog({File("none.log"), "--plot", log + "/a.svg"}).error,
+                HasSubstr("a.svg: Not a directory"));
+    fs::create_directory(File("b.svg"));
+    EXPECT_THAT(ZtkMemLog({File("none.log"), "--plot", File("b.svg")}).error,
+                HasSubstr("b.svg: Is a directory"));
+}
+
+TEST_F(Command, TheReportIsThereEvenIfThePlotIsNot) {
+    const Variable none("PATH", "/nonexistent");
+    const std::string plot = File(std::string(250, 'x') + ".svg");  // its unfinished file's name is too long
+    const Ran ran = ZtkMemLog({DataFile("demo.log"), "--plot", plot});
+    EXPECT_THAT(ran.error, HasSubstr("File name too long"));
+    EXPECT_EQ(ran.out, ReadData("golden/demo.txt"));
 }
 
 TEST_F(Command, ANameThatIsHostileToGnuplotIsOnlyAName) {

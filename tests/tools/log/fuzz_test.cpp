@@ -149,6 +149,18 @@ TEST(HostileLogs, NothingIsKeptWithoutBound) {
     EXPECT_GT(facts.Processes(), 500U);
 }
 
+/// The time that a minute's lines take must not depend on what the pool holds.
+TEST(HostileLogs, ManySizesAndThenManyMinutesAreRead) {
+    LogWriter log;
+    for (unsigned i = 0; i < 5000; ++i)
+        log.Allocated(0x1000 + i, 100 + i);
+    for (int i = 0; i < 100'000; ++i)
+        log.Limit(1);
+    const Scanned scanned(log.Text());
+    EXPECT_EQ(scanned.Facts().Of(Pool::kLocal).nLimitLines, 100'000U);
+    EXPECT_TRUE(scanned.Facts().Outcomes()[0].growing.empty());
+}
+
 TEST(HostileLogs, MoreBlocksThanAddressesAreKeptStillAddUp) {
     constexpr std::uint64_t kBlocks = PoolBooks::kMostAddresses + 1000;
     Analysis analysis;

@@ -114,6 +114,16 @@ TEST(LogLines, TornAndForeignOnesAreNotTakenForWhole) {
     const std::vector<Expected> table{
         {allocated + "4096", Reading::kWhole},
         {allocated + "4096\x1b[0m", Reading::kWhole},
+        {allocated + R"(4096\n","stream":"stdout"})", Reading::kWhole},
+        {allocated + R"(4096\r\n"})", Reading::kWhole},
+        {allocated + R"(4096\u001b[0m"})", Reading::kWhole},
+        {allocated + R"(4096\"}\n"})", Reading::kWhole},
+        {allocated + R"(4096" pid=5)", Reading::kWhole},
+        {allocated + "4096' pid=5", Reading::kWhole},
+        {allocated + "4096,INFO", Reading::kWhole},
+        {allocated + "4096}", Reading::kWhole},
+        {allocated + "4096#015#012", Reading::kWhole},
+        {allocated + "4096#1", Reading::kTorn},
         {allocated, Reading::kTorn},
         {allocated + "40962024-02-29T23:59:59Z", Reading::kTorn},
         {allocated + "99999999999999999999", Reading::kTorn},
@@ -135,6 +145,21 @@ TEST(LogLines, TornAndForeignOnesAreNotTakenForWhole) {
     }
 }
 
+TEST(LogLines, InJsonCountAsAnyOthers) {
+    const Scanned log(
+        R"({"log":"[AllocateMemory@155][ZtkCommon] Allocate memory failed, size=5, align=0, plat=1\n",)"
+        R"("stream":"stderr","time":"2024-02-29T10:11:12.5Z"})"
+        "\n"
+        R"({"log":"[AllocateMemory@160][ZtkCommon] Allocate system memory addr=0x10, size=4096\n",)"
+        R"("stream":"stderr","time":"2024-02-29T10:12:12.5Z"})"
+        "\n");
+    EXPECT_THAT(log.Problems(), testing::ElementsAre("failed"));
+    EXPECT_EQ(log.Facts().Torn(), 0U);
+    EXPECT_EQ(log.Facts().Of(Pool::kLocal).Owned(), 4096);
+    EXPECT_EQ(log.Times().Text(log.Facts().First()), "2024-02-29 10:11:12");
+    EXPECT_EQ(log.Times().Text(log.Facts().Last()), "2024-02-29 10:12:12");
+}
+
 TEST(LogLines, ValuesAreReadAsTheyWerePrinted) {
     LogLine line;
     ASSERT_EQ(Read("[AllocateMemory@155][ZtkCommon] Allocate memory failed, size=18446744073709551615, "
@@ -144,12 +169,10 @@ TEST(LogLines, ValuesAreReadAsTheyWerePrinted) {
     EXPECT_EQ(line.Size(), UINT64_MAX);
     EXPECT_EQ(static_cast<std::int64_t>(line.Number(1)), -5);
     EXPECT_EQ(line.Number(2), 1U);
-    ASSERT_EQ(
-        Read(
-            "[CreateSharedMemory@455][ZtkCommon] Create file mapping failed, name=ZTKTool-8-ff, size=77, sys "
-            "error=0",
-            line),
-        Reading::kWhole);
+    const std::string named =  // the line looks into it
+        "[CreateSharedMemory@455][ZtkCommon] Create file mapping failed, name=ZTKTool-8-ff, size=77, sys "
+        "error=0";
+    ASSERT_EQ(Read(named, line), Reading::kWhole);
     EXPECT_EQ(line.values.text, "ZTKTool-8-ff");
     EXPECT_EQ(line.Size(), 77U);
 }

@@ -11,13 +11,14 @@ namespace ztkmem::log::test {
 class LogWriter {
   public:
     /// What stands in front of each message; "{time}" and "{thread}" are filled in.
-    enum class Prefix { kDateAndThread, kTimeOfDay, kSeconds, kNone };
+    enum class Prefix { kDateAndThread, kTimeOfDay, kTimeAndProcess, kSeconds, kNone };
 
     explicit LogWriter(Prefix enPrefix = Prefix::kDateAndThread) : enPrefix_(enPrefix) {}
 
     const std::string& Text() const { return text_; }
     void Pass(double seconds) { seconds_ += seconds; }
-    void By(int nThread) { nThread_ = nThread; }
+    /// The thread, or the process, that writes from here on.
+    void By(int nWriter) { nThread_ = nWriter; }
 
     void Line(const std::string& message) { text_ += Front() + message + '\n'; }
     void Start(bool bShared = false) {
@@ -80,6 +81,8 @@ class LogWriter {
                 return fmt::format("2024-02-{:02}T{}Z info    {} ", 28 + nSeconds / 86400, ofDay, nThread_);
             case Prefix::kTimeOfDay:
                 return ofDay + ' ';
+            case Prefix::kTimeAndProcess:
+                return fmt::format("Feb 29 {} board cam[{}]: ", ofDay, nThread_);
             case Prefix::kSeconds:
                 return fmt::format("[{:5}.{:03}] ", nSeconds, nMilli % 1000);
             case Prefix::kNone:

@@ -187,6 +187,9 @@ TEST(Reclaimer, ThatCannotBeStartedIsFound) {
 TEST(AnyLog, WithoutLinesOfTheLibrarySaysSo) {
     EXPECT_THAT(Scanned("").Remarks(), ElementsAre("no-lines"));
     EXPECT_THAT(Scanned("hello\nworld\n").Remarks(), ElementsAre("no-lines"));
+    const Scanned torn("[AllocateMemory@160][ZtkCommon] Allocate sys\n");
+    EXPECT_THAT(torn.Remarks(), ElementsAre("no-lines", "torn"));
+    EXPECT_THAT(ReportText(torn.Report()), testing::HasSubstr("No whole line of the library"));
 }
 
 }  // namespace

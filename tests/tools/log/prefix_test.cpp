@@ -32,6 +32,13 @@ TEST(Stamps, TheCommonFormsAreRead) {
         {"Feb 29 10:11:12 host camera[812]: ", ClockKind::kTimeOfDay, "10:11:12", 0},
         {"02-29 10:11:12.250  812  815 I ", ClockKind::kTimeOfDay, "10:11:12", 0.25},
         {"[  123.456] ", ClockKind::kSeconds, "123.456 s", 0.456},
+        {"1732185600.123 ", ClockKind::kDate, "2024-11-21 10:40:00", 0.123},
+        {"1732185600 camera: ", ClockKind::kDate, "2024-11-21 10:40:00", 0},
+        {"[1732185600.5] ", ClockKind::kDate, "2024-11-21 10:40:00", 0.5},
+        {"20261121T100000 ", ClockKind::kDate, "2026-11-21 10:00:00", 0},
+        {"20261121T100000.25Z camera ", ClockKind::kDate, "2026-11-21 10:00:00", 0.25},
+        {"20261121T100000,5+0100 ", ClockKind::kDate, "2026-11-21 09:00:00", 0.5},
+        {"20261121T100000.250 812 ", ClockKind::kDate, "2026-11-21 10:00:00", 0.25},
         {"Feb 29 10:11:12 x: 2024-02-29T23:59:59Z ", ClockKind::kDate, "2024-02-29 23:59:59", 0},
     };
     for (const StampCase& expected : table) {
@@ -46,9 +53,27 @@ TEST(Stamps, TheCommonFormsAreRead) {
 }
 
 TEST(Stamps, WhatIsNoTimeIsNone) {
-    for (const char* szText :
-         {"", "info 812 ", "[123]", "[12", "1.2.3.4:80", "2024-13-01T24:00:00", "25:00:00", "2024-02-29",
-          "10:11", "version 1.2", "[.5]", "99:99:99", "123:45:07x"})
+    for (const char* szText : {"",
+                               "info 812 ",
+                               "[123]",
+                               "[12",
+                               "1.2.3.4:80",
+                               "2024-13-01T24:00:00",
+                               "25:00:00",
+                               "2024-02-29",
+                               "10:11",
+                               "version 1.2",
+                               "[.5]",
+                               "99:99:99",
+                               "123:45:07x",
+                               "17321856001.5 ",
+                               "173218560.5 ",
+                               "size 1732185600.5 ",
+                               "1732185600x",
+                               "2732185600 ",
+                               "20261321T100000",
+                               "20261121T250000",
+                               "120261121T1000001"})
         EXPECT_FALSE(FindStamp(szText).has_value()) << szText;
 }
 
@@ -121,6 +146,18 @@ TEST(Timeline, AClockThatIsSetDoesNotMoveTheAxis) {
     EXPECT_EQ(times.ClockSets(), 1U);
     EXPECT_EQ(times.At(5, Shown(ClockKind::kDate, now - 3600)).seconds, 16);
     EXPECT_EQ(times.ClockSets(), 2U);
+}
+
+TEST(Timeline, AClockThatGoesBackIsCountedApart) {
+    Timeline times;
+    times.At(1, Shown(ClockKind::kSeconds, 10000));
+    times.At(2, Shown(ClockKind::kSeconds, 6400));
+    times.At(3, Shown(ClockKind::kSeconds, 6410));
+    times.At(4, Shown(ClockKind::kSeconds, 6300));
+    times.At(5, Shown(ClockKind::kSeconds, 1e9));
+    EXPECT_EQ(times.ClockSets(), 3U);
+    EXPECT_EQ(times.ClockSetsBack(), 2U);
+    EXPECT_EQ(times.LargestStepBack(), 3600);
 }
 
 TEST(Timeline, LinesOutOfOrderByMomentsAreNoClockSet) {

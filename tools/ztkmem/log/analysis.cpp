@@ -167,10 +167,9 @@ void Analysis::Dispatch(const LogLine& line, const Speaker& speaker, Life& life,
         case Meaning::kLimit:
             return OnLimit(line, life, moment);
         case Meaning::kPoolStarts:
-            LookAfterOthers(life, moment);
-            return ForgetOldest();
+            return LookAfterOthers(life, moment);
         case Meaning::kSegmentMade:
-            return lives_.NameProcess(speaker, ProcessOfSegment(line.values.text));
+            return Lives::NameProcess(life, ProcessOfSegment(line.values.text));
         case Meaning::kUnknownRelease:
             ++At(line.Where()).nUnknownReleases;
             return failures_.Add(line, line.Kind(), moment);
@@ -193,7 +192,8 @@ void Analysis::OnLine(const LogLine& line, const Speaker& speaker, const Moment&
     const bool bInformation = line.pForm->nLevel <= kInfo;
     if (bInformation) ++nInformation_;
     Life& life = line.What() == Meaning::kPoolStarts ? lives_.Begin(line.Where(), speaker, moment)
-                                                     : lives_.Of(speaker);
+                                                     : lives_.Of(speaker, moment);
+    ForgetOldest();
     if (life.bEnded && (line.pForm->nLevel <= kInfo)) Revive(life, moment);
     lives_.Spoke(life, bInformation, moment);
     Dispatch(line, speaker, life, moment);

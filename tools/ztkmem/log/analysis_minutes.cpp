@@ -21,6 +21,15 @@ void NoteOverLimit(PoolLife& pool, bool bOver) {
     pool.nMostOverInARow = std::max(pool.nMostOverInARow, pool.nOverInARow);
 }
 
+void LookForGrowth(PoolLife& pool) {
+    const auto changed = pool.books.TakeChanges();
+    if (changed) {
+        pool.bySizeOfLines.Look(pool.books.Sizes(), *changed);
+    } else {
+        pool.bySizeOfLines.Look(pool.books.Sizes());
+    }
+}
+
 }  // namespace
 
 void Analysis::OnLimit(const LogLine& line, Life& life, const Moment& moment) {
@@ -36,7 +45,7 @@ void Analysis::OnLimit(const LogLine& line, Life& life, const Moment& moment) {
     pool.nRedundant = nRedundant;
     pool.nFreedBefore = pool.nFreedSince;
     pool.nFreedSince = 0;
-    pool.bySizeOfLines.Look(pool.books.Sizes());
+    LookForGrowth(pool);
     LookAfterOthers(life, moment);
 }
 
@@ -66,7 +75,7 @@ void Analysis::NoteInUse(Life& life, Pool enPool, const Moment& moment) {
 
 void Analysis::OnDump(const LogLine& line, const SizeCounts* pSizes, const Speaker& speaker,
                       const Moment& moment) {
-    Life& life = lives_.Of(speaker);
+    Life& life = lives_.Of(speaker, moment);
     PoolLife& pool = life.At(line.Where());
     MemoryFacts& facts = At(line.Kind());
     const auto nMemory = static_cast<std::size_t>(line.Kind());

@@ -1,6 +1,7 @@
 #include "log/books.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace ztkmem::log {
 namespace {
@@ -36,6 +37,7 @@ bool PoolBooks::Allocate(std::uint64_t nAddress, const Block& block, std::size_t
         ++nUntracked_;
     }
     ++CountOf(sizes_, block.nSize);
+    NoteChange(block.nSize);
     nBytes_ = Clamped(nBytes_ + Signed(block.nSize));
     return nThere != 0;
 }
@@ -61,8 +63,23 @@ Block PoolBooks::Free(std::uint64_t nAddress, std::uint64_t nSize, std::size_t& 
     return block;
 }
 
+void PoolBooks::NoteChange(std::uint64_t nSize) {
+    if (changed_.size() < 2 * kMostSizes) {
+        changed_.insert(nSize);
+    } else {
+        bManyChanged_ = true;
+    }
+}
+
+std::optional<std::set<std::uint64_t>> PoolBooks::TakeChanges() {
+    std::set<std::uint64_t> changed = std::exchange(changed_, {});
+    if (std::exchange(bManyChanged_, false)) return std::nullopt;
+    return changed;
+}
+
 void PoolBooks::Uncount(std::uint64_t nSize) {
     TakeOut(sizes_, nSize);
+    NoteChange(nSize);
     nBytes_ = Clamped(nBytes_ - Signed(nSize));
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <unordered_map>
 
 #include "log/dump_reader.h"
@@ -64,6 +65,10 @@ class PoolBooks {
     void Calibrate(std::uint64_t nBytes);
 
     const SizeCounts& Sizes() const { return sizes_; }
+
+    /// The sizes allocated or freed since the last call; no value if they were too many to be noted.
+    std::optional<std::set<std::uint64_t>> TakeChanges();
+
     std::uint64_t Blocks() const { return live_.size() + nUntracked_; }
     std::int64_t Base() const { return nBase_; }  ///< what was there when the log began
     std::int64_t Owned() const { return nBytes_ + nBase_; }
@@ -76,10 +81,13 @@ class PoolBooks {
     using BlocksByAddress = std::unordered_multimap<std::uint64_t, Block>;
     BlocksByAddress::iterator Locate(std::uint64_t nAddress, std::uint64_t nSize);
     void Uncount(std::uint64_t nSize);
+    void NoteChange(std::uint64_t nSize);
 
     BlocksByAddress live_;
     SizeCounts sizes_;
     SizeCounts untracked_;
+    std::set<std::uint64_t> changed_;
+    bool bManyChanged_ = false;
     std::uint64_t nUntracked_ = 0;
     std::int64_t nBytes_ = 0;
     std::int64_t nBase_ = 0;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "text.h"
+
 namespace ztkmem::log {
 namespace {
 
@@ -19,6 +21,7 @@ class Verdict {
         OfCauses();
         for (const Outcome& outcome : analysis_.Outcomes())
             OfProcess(outcome);
+        SayClock();
         if (!HasProblem(findings_)) SayHealthy();
         SayLimits();
         std::stable_sort(findings_.begin(), findings_.end(), [](const Finding& one, const Finding& other) {
@@ -42,8 +45,10 @@ class Verdict {
     void OfIdleTotal(const Outcome& outcome, Pool enPool);
     void OfUse(const Outcome& outcome, Pool enPool);
     void OfGrowth(const Outcome& outcome);
+    void SayClock();
     void SayHealthy();
     void SayLimits();
+    void SayTorn();
     void SayIdentities();
     std::string Of(const Outcome& outcome) const;
 
@@ -223,10 +228,35 @@ void Verdict::SayIdentities() {
         Remark("forgotten", fmt::format("{} too many to judge.", Counted(analysis_.Forgotten(), "process")));
 }
 
+/// Before everything else that is remarked: it may turn the whole verdict over.
+void Verdict::SayClock() {
+    const unsigned nBack = times_.ClockSetsBack();
+    if (nBack != 0) {
+        Remark(
+            "clock",
+            fmt::format("The clock went back {}, by {} at most. If that is because parts of the log are in "
+                        "the wrong order (the oldest has to come first), nothing said here holds.",
+                        Counted(nBack, "time"), Duration(times_.LargestStepBack())));
+    }
+    if (times_.ClockSets() != nBack) {
+        Remark("clock", fmt::format("The clock was set ahead {}; the axis goes on as if it had not.",
+                                    Counted(times_.ClockSets() - nBack, "time")));
+    }
+}
+
+void Verdict::SayTorn() {
+    if (analysis_.Torn() + analysis_.Unmatched() == 0) return;
+    Remark("torn", fmt::format("{} torn, {} without the allocation.", Counted(analysis_.Torn(), "line"),
+                               Counted(analysis_.Unmatched(), "free")));
+}
+
 void Verdict::SayLimits() {
     if (analysis_.Lines() == 0) {
-        Remark("no-lines", "No line of the library: wrong file, or its log level lets nothing through.");
-        return;
+        Remark("no-lines", analysis_.Torn() == 0
+                               ? "No line of the library: wrong file, or its log level lets nothing through."
+                               : "No whole line of the library: all that begin as its lines do go on "
+                                 "differently, torn or wrapped in a form not known here.");
+        return SayTorn();
     }
     if (analysis_.InformationLines() == 0)
         Remark("level",
@@ -242,13 +272,7 @@ void Verdict::SayLimits() {
                         Counted(untold.nBlocks, "block")));
     }
     SayIdentities();
-    if (times_.ClockSets() != 0)
-        Remark("clock", fmt::format("The clock was set {}; the axis goes on as if it had not.",
-                                    Counted(times_.ClockSets(), "time")));
-    if (analysis_.Torn() + analysis_.Unmatched() != 0) {
-        Remark("torn", fmt::format("{} torn, {} without the allocation.", Counted(analysis_.Torn(), "line"),
-                                   Counted(analysis_.Unmatched(), "free")));
-    }
+    SayTorn();
     if (analysis_.AddressesFull())
         Remark("addresses", fmt::format("More than {} blocks at a time: beyond, only sizes were counted.",
                                         PoolBooks::kMostAddresses));
@@ -258,6 +282,11 @@ void Verdict::SayLimits() {
 
 std::vector<Finding> Judge(const Analysis& analysis, const Timeline& times) {
     return Verdict(analysis, times).All();
+}
+
+std::optional<bool> IsHealthy(const Analysis& analysis, const std::vector<Finding>& findings) {
+    if (analysis.Lines() == 0) return std::nullopt;
+    return !HasProblem(findings);
 }
 
 bool HasProblem(const std::vector<Finding>& findings) {

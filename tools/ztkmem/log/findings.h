@@ -1,6 +1,7 @@
 // The verdict: what the facts mean, in words.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ std::vector<Finding> Judge(const Analysis& analysis, const Timeline& times);
 
 bool HasProblem(const std::vector<Finding>& findings);
 
+/// No value if the log has no line that could tell.
+std::optional<bool> IsHealthy(const Analysis& analysis, const std::vector<Finding>& findings);
+
 /// "local", "shared".
 std::string_view NameOf(Pool enPool);
 
@@ -34,9 +38,6 @@ std::string_view NameOf(Memory enMemory);
 /// "812 bytes", "4.0K", ...: as HumanBytes(), but whole for what is small; -4.0K for less than nothing.
 std::string Bytes(std::int64_t nBytes);
 std::string Bytes(std::uint64_t nBytes);
-
-/// "1 block", "2 blocks".
-std::string Counted(std::uint64_t nCount, std::string_view noun);
 
 /// "31 min", "45 s", "2.5 h".
 std::string Duration(double seconds);

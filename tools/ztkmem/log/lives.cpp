@@ -16,6 +16,10 @@ bool HasIds(const Speaker& speaker) {
     return speaker.nProcess != 0 || speaker.nThread != 0;
 }
 
+bool IsAnother(const Life& life, const Speaker& speaker) {
+    return speaker.nProcess != 0 && life.nProcess != 0 && life.nProcess != speaker.nProcess;
+}
+
 double Pause(const Moment& from, const Moment& to) {
     if (!from.HasTime() || !to.HasTime()) return 0;
     return std::clamp(to.seconds - from.seconds, 0.0, kLongestPause);
@@ -53,28 +57,33 @@ void Lives::Attach(const Speaker& speaker, Life& life) {
     if (speaker.nProcess != 0) life.nProcess = speaker.nProcess;
 }
 
-Life& Lives::Of(const Speaker& speaker) {
+Life& Lives::Of(const Speaker& speaker, const Moment& moment) {
     if (!HasIds(speaker)) return *lives_.back();
     const auto& table = TableOf(speaker);
     const auto found = table.find(speaker.nProcess != 0 ? speaker.nProcess : speaker.nThread);
     if (found != table.end()) return *found->second;
-    Life& life = *lives_.back();
+    Life& life = IsAnother(*lives_.back(), speaker) ? Add(moment) : *lives_.back();
     Attach(speaker, life);
     return life;
 }
 
+/// The one of the same process id, else the newest.
+Life& Lives::Likeliest(const Speaker& speaker) const {
+    const auto found = byProcess_.find(speaker.nProcess);
+    return found == byProcess_.end() ? *lives_.back() : *found->second;
+}
+
 /// The second pool's start belongs to the life that the first one's began.
-bool Lives::Joins(Pool enPool, const Speaker& speaker, const Moment& moment) const {
-    const Life& newest = *lives_.back();
-    if (newest.At(enPool).bStarted || newest.At(enPool).nLimitLines != 0) return false;
-    if (speaker.nProcess != 0 && newest.nProcess != 0 && newest.nProcess != speaker.nProcess) return false;
-    return nBegun_ == 0 ? newest.last.nLine == 0 || IsCloseTo(newest.first, moment)
-                        : IsCloseTo(newest.first, moment);
+bool Lives::Joins(const Life& life, Pool enPool, const Speaker& speaker, const Moment& moment) const {
+    if (life.At(enPool).bStarted || life.At(enPool).nLimitLines != 0) return false;
+    if (IsAnother(life, speaker)) return false;
+    return (nBegun_ == 0 && life.last.nLine == 0) || IsCloseTo(life.first, moment);
 }
 
 Life& Lives::Begin(Pool enPool, const Speaker& speaker, const Moment& moment) {
-    const bool bJoins = Joins(enPool, speaker, moment);
-    Life& life = bJoins ? *lives_.back() : Add(moment);
+    Life& likeliest = Likeliest(speaker);
+    const bool bJoins = Joins(likeliest, enPool, speaker, moment);
+    Life& life = bJoins ? likeliest : Add(moment);
     const bool bSecondPool =
         bJoins && life.At(enPool == Pool::kLocal ? Pool::kShared : Pool::kLocal).bStarted;
     if (!bSecondPool) ++nBegun_;
@@ -85,8 +94,7 @@ Life& Lives::Begin(Pool enPool, const Speaker& speaker, const Moment& moment) {
     return life;
 }
 
-void Lives::NameProcess(const Speaker& speaker, std::uint64_t nProcess) {
-    Life& life = Of(speaker);
+void Lives::NameProcess(Life& life, std::uint64_t nProcess) {
     if (life.nProcess == 0) life.nProcess = nProcess;
 }
 

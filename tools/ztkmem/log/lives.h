@@ -64,7 +64,8 @@ struct Life {
 };
 
 /// A line belongs to the life of its process id, else of its thread id; a thread not seen before, and lines
-/// without ids, belong to the life that began last. A pool's start begins a life. Of a process nothing tells
+/// without ids, belong to the life that began last. A pool's start begins a life, and so does another process
+/// id: a rotated log need not have the starts. Of a process nothing tells
 /// its end: without ids it is over when another begins; with ids, when it has been silent for minutes in
 /// which others spoke, since its reclaimers would have written every minute. It lives again when it speaks.
 class Lives {
@@ -78,13 +79,14 @@ class Lives {
     /// The life of a line that starts a pool.
     Life& Begin(Pool enPool, const Speaker& speaker, const Moment& moment);
 
-    Life& Of(const Speaker& speaker);
+    /// The life of any other line; a new one, too, may be one too many.
+    Life& Of(const Speaker& speaker, const Moment& moment);
 
     /// The speaker turns out to belong to this life.
     void Attach(const Speaker& speaker, Life& life);
 
     /// A segment's name tells the process.
-    void NameProcess(const Speaker& speaker, std::uint64_t nProcess);
+    static void NameProcess(Life& life, std::uint64_t nProcess);
 
     /// The life has written a line.
     void Spoke(Life& life, bool bInformation, const Moment& moment);
@@ -101,7 +103,8 @@ class Lives {
 
   private:
     Life& Add(const Moment& moment);
-    bool Joins(Pool enPool, const Speaker& speaker, const Moment& moment) const;
+    Life& Likeliest(const Speaker& speaker) const;
+    bool Joins(const Life& life, Pool enPool, const Speaker& speaker, const Moment& moment) const;
     std::unordered_map<std::uint64_t, Life*>& TableOf(const Speaker& speaker);
 
     std::vector<std::unique_ptr<Life>> lives_;

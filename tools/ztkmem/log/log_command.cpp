@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "log/plot.h"
 #include "log/report.h"
 #include "log/scanner.h"
+#include "text.h"
 
 namespace ztkmem {
 namespace {
@@ -30,12 +32,13 @@ What a log can tell depends on its level: information (1) has allocations, minut
 totals; trace (0) also tells heap from MMZ and the sizes in each dump; errors are always there.
 
 Exit status: 0 nothing is wrong, 1 something is (a failure, a retry, something that only
-grows, a silent reclaimer, ...), 2 error.
+grows, a silent reclaimer, ...) or there is no line of the library, 2 error.
 
 Examples:
   ztkmem log camera.log
   ztkmem log camera.log --plot memory.svg
-  zcat camera.log.*.gz | ztkmem log - --json | jq '.verdict[].sentence'
+  zcat $(ls -rv camera.log.*.gz) | ztkmem log -     rotated ones, the oldest first
+  ztkmem log camera.log --json | jq '.verdict[].sentence'
   ztkmem log camera.log >/dev/null || echo "have a look")";
 
 int RunLog(const LogOptions& options) {
@@ -48,9 +51,10 @@ int RunLog(const LogOptions& options) {
         options.file == "-" ? "standard input" : options.file.substr(options.file.rfind('/') + 1);
     const log::Report report{name, scanner.Lines(), analysis, scanner.Times(),
                              log::Judge(analysis, scanner.Times())};
+    fmt::print("{}", options.bJson ? log::ReportJson(report) : ForTerminal(log::ReportText(report)));
+    std::fflush(stdout);  // a plot that fails must not take the report with it
     if (!options.plot.empty()) log::SavePlot(log::MakePlot(report), options.plot);
-    fmt::print("{}", options.bJson ? log::ReportJson(report) : log::ReportText(report));
-    return log::HasProblem(report.findings) ? kExitSomethingFound : kExitFine;
+    return log::IsHealthy(analysis, report.findings).value_or(false) ? kExitFine : kExitSomethingFound;
 }
 
 }  // namespace

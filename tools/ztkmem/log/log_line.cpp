@@ -48,9 +48,12 @@ std::string_view WithoutTag(std::string_view message) {
 }
 
 /// A line is whole if a blank, a control character or nothing follows: a logging library may add a colour's
-/// end.
+/// end. So it is if what follows closes a field of JSON, of quotes or of a list, or is how loggers write a
+/// control character: "\n", "#012".
 bool EndsWell(std::string_view rest) {
-    return rest.empty() || static_cast<unsigned char>(rest.front()) <= ' ';
+    constexpr std::string_view kClosing = R"("',}\)";
+    if (rest.empty() || static_cast<unsigned char>(rest.front()) <= ' ') return true;
+    return kClosing.find(rest.front()) != std::string_view::npos || rest.substr(0, 2) == "#0";
 }
 
 /// In a dump the blocks follow, on the same line if something has taken the line ends out.

@@ -121,9 +121,10 @@ Json ProcessJson(const Report& report, const Outcome& outcome) {
 
 std::string ReportJson(const Report& report) {
     const Analysis& analysis = report.analysis;
+    const auto bHealthy = IsHealthy(analysis, report.findings);
     Json json{{"log", Escape(report.name)},        {"lines", report.nLines},
               {"library_lines", analysis.Lines()}, {"information_lines", analysis.InformationLines()},
-              {"torn_lines", analysis.Torn()},     {"healthy", !HasProblem(report.findings)}};
+              {"torn_lines", analysis.Torn()},     {"healthy", bHealthy ? Json(*bHealthy) : Json()}};
     if (analysis.Lines() != 0) {
         json["first"] = Time(report, analysis.First());
         json["last"] = Time(report, analysis.Last());

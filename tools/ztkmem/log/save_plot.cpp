@@ -48,7 +48,7 @@ class PipeErrors {
 bool RunGnuplot(const std::string& script) {
     const PipeErrors ignored;
     FILE* pPipe =
-        popen("gnuplot >/dev/null 2>&1", "w");  // NOLINT(cert-env33-c): a fixed text, no input in it
+        popen("gnuplot -d >/dev/null 2>&1", "w");  // NOLINT(cert-env33-c): a fixed text, no input in it
     if (pPipe == nullptr) return false;
     const bool bWritten = std::fwrite(script.data(), 1, script.size(), pPipe) == script.size();
     return pclose(pPipe) == 0 && bWritten;
@@ -82,6 +82,18 @@ class Unfinished {
     const std::string file_;
 };
 
+[[noreturn]] void Refuse(const std::string& file, int nError) {
+    throw std::runtime_error(fmt::format("{}: {}", Escape(file), std::strerror(nError)));
+}
+
+void CheckPlace(const std::string& file) {
+    const std::size_t nSlash = file.rfind('/');
+    const std::string folder = nSlash == std::string::npos ? "." : file.substr(0, nSlash + 1);
+    struct stat facts {};
+    if (stat(folder.c_str(), &facts) != 0 || access(folder.c_str(), W_OK | X_OK) != 0) Refuse(file, errno);
+    if (stat(file.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) Refuse(file, EISDIR);
+}
+
 }  // namespace
 
 void CheckPlotFile(const std::string& file) {
@@ -91,6 +103,7 @@ void CheckPlotFile(const std::string& file) {
     if (bPng && !HasGnuplot())
         throw std::runtime_error(fmt::format(
             "{}: a .png is drawn by gnuplot, which is not installed; .svg needs none", Escape(file)));
+    CheckPlace(file);
 }
 
 void SavePlot(const Plot& plot, const std::string& file) {
@@ -101,8 +114,7 @@ void SavePlot(const Plot& plot, const std::string& file) {
         HasGnuplot() && RunGnuplot(GnuplotScript(plot, picture.Name(), bPng)) && picture.Keep();
     if (bDrawn) return;
     if (bPng) throw std::runtime_error(fmt::format("{}: gnuplot cannot draw it there", Escape(file)));
-    if (!WriteFile(picture.Name(), DrawSvg(plot)) || !picture.Keep())
-        throw std::runtime_error(fmt::format("{}: {}", Escape(file), std::strerror(errno)));
+    if (!WriteFile(picture.Name(), DrawSvg(plot)) || !picture.Keep()) Refuse(file, errno);
 }
 
 }  // namespace ztkmem::log

@@ -27,6 +27,12 @@ Speaker SpeakerIn(std::string_view prefix, const std::optional<Stamp>& stamp, bo
     return speaker;
 }
 
+/// Wrapped in JSON, a message may have its time behind it.
+std::optional<Stamp> StampBehind(std::string_view rest) {
+    const bool bWrapped = !rest.empty() && (rest.front() == '"' || rest.front() == '\\');
+    return bWrapped ? FindStamp(rest.substr(0, kLongestPrefix)) : std::nullopt;
+}
+
 }  // namespace
 
 Scanner::Scanner(Analysis& analysis)
@@ -71,7 +77,7 @@ void Scanner::OnMessage(const Piece& piece, std::string_view prefix, bool bGlued
             break;
     }
     const auto stamp = FindStamp(prefix);
-    const Moment moment = timeline_.At(piece.nLine, stamp);
+    const Moment moment = timeline_.At(piece.nLine, stamp ? stamp : StampBehind(line.rest));
     OnWhole(piece, line, SpeakerIn(prefix, stamp, bGlued), moment);
 }
 

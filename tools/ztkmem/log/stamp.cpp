@@ -8,8 +8,15 @@
 namespace ztkmem::log {
 namespace {
 
+constexpr int kEpochDigits = 10;
+constexpr double kLeastEpoch = 1e9;
+
 bool IsDigit(char ch) {
     return ch >= '0' && ch <= '9';
+}
+
+bool BeginsWithDigit(std::string_view text) {
+    return !text.empty() && IsDigit(text.front());
 }
 
 /// Takes texts off the front of another, and remembers whether all of it was there.
@@ -67,12 +74,12 @@ std::int64_t DaysUntil(int nYear, int nMonth, int nDay) {
     return nMarchYear * 365 + nMarchYear / 4 - nMarchYear / 100 + nMarchYear / 400 + nOfYear - 719468;
 }
 
-/// "23:59:59.042"; a second of 60 is a leap second.
-std::optional<double> TakeTimeOfDay(Taker& taker) {
+/// "23:59:59.042", or "235959.042"; a second of 60 is a leap second.
+std::optional<double> TakeTimeOfDay(Taker& taker, bool bMarks) {
     const int nHour = taker.Digits(2);
-    taker.Need(":");
+    if (bMarks) taker.Need(":");
     const int nMinute = taker.Digits(2);
-    taker.Need(":");
+    if (bMarks) taker.Need(":");
     const int nSecond = taker.Digits(2);
     if (!taker.Good() || nHour > 23 || nMinute > 59 || nSecond > 60) return std::nullopt;
     return nHour * 3600 + nMinute * 60 + nSecond + taker.Fraction();
@@ -97,17 +104,18 @@ std::optional<int> TakeZone(Taker& taker) {
     return bWest ? -nMinutes : nMinutes;
 }
 
-std::optional<Stamp> DateAt(std::string_view text) {
+/// "2026-11-21T10:00:00.042Z", or without the marks in between: "20261121T100000.042Z".
+std::optional<Stamp> DateAt(std::string_view text, bool bMarks) {
     Taker taker(text);
     const int nYear = taker.Digits(4);
-    taker.Need("-/");
+    if (bMarks) taker.Need("-/");
     const int nMonth = taker.Digits(2);
-    taker.Need("-/");
+    if (bMarks) taker.Need("-/");
     const int nDay = taker.Digits(2);
-    taker.Need("T ");
+    taker.Need(bMarks ? "T " : "T");
     if (!taker.Good() || nMonth < 1 || nMonth > 12 || nDay < 1 || nDay > 31) return std::nullopt;
-    const auto ofDay = TakeTimeOfDay(taker);
-    if (!ofDay) return std::nullopt;
+    const auto ofDay = TakeTimeOfDay(taker, bMarks);
+    if (!ofDay || (!bMarks && BeginsWithDigit(taker.Rest()))) return std::nullopt;
     Stamp stamp{ClockKind::kDate, static_cast<double>(DaysUntil(nYear, nMonth, nDay)) * kDay + *ofDay,
                 TakeZone(taker)};
     stamp.seconds -= 60.0 * stamp.nZoneMinutes.value_or(0);
@@ -115,16 +123,31 @@ std::optional<Stamp> DateAt(std::string_view text) {
     return stamp;
 }
 
+/// "1732185600.123", seconds since 1970 in ten digits, as they are from 2001 to 2033.
+std::optional<Stamp> EpochAt(std::string_view text) {
+    if (text.front() != '1') return std::nullopt;
+    Taker taker(text);
+    double seconds = 0;
+    for (int i = 0; i < kEpochDigits; ++i)
+        seconds = seconds * 10 + taker.Digits(1);
+    seconds += taker.Fraction();
+    const bool bEnds = taker.Rest().empty() || taker.OneOf(" \t:|,;");
+    if (!taker.Good() || !bEnds) return std::nullopt;
+    Stamp stamp{ClockKind::kDate, seconds, std::nullopt};
+    stamp.nEnd = text.size() - taker.Rest().size();
+    return stamp;
+}
+
 std::optional<Stamp> TimeOfDayAt(std::string_view text) {
     Taker taker(text);
-    const auto ofDay = TakeTimeOfDay(taker);
+    const auto ofDay = TakeTimeOfDay(taker, true);
     if (!ofDay) return std::nullopt;
     Stamp stamp{ClockKind::kTimeOfDay, *ofDay, std::nullopt};
     stamp.nEnd = text.size() - taker.Rest().size();
     return stamp;
 }
 
-/// "[  123.456]" from the bracket on.
+/// "[  123.456]" from the bracket on: since the start of the board, or since 1970.
 std::optional<Stamp> SecondsAt(std::string_view text) {
     Taker taker(text);
     taker.Need("[");
@@ -139,7 +162,8 @@ std::optional<Stamp> SecondsAt(std::string_view text) {
     const bool bFraction = nBefore != taker.Rest().size();
     taker.Need("]");
     if (!taker.Good() || nDigits < 1 || nDigits > 12 || !bFraction) return std::nullopt;
-    Stamp stamp{ClockKind::kSeconds, seconds, std::nullopt};
+    const bool bEpoch = nDigits == kEpochDigits && seconds >= kLeastEpoch;
+    Stamp stamp{bEpoch ? ClockKind::kDate : ClockKind::kSeconds, seconds, std::nullopt};
     stamp.nEnd = text.size() - taker.Rest().size();
     return stamp;
 }
@@ -148,9 +172,12 @@ std::optional<Stamp> StampAt(std::string_view text, std::size_t nAt) {
     const std::string_view here = text.substr(nAt);
     if (here.front() == '[') return SecondsAt(here);
     if (!IsDigit(here.front())) return std::nullopt;
-    if (auto date = DateAt(here)) return date;
+    if (auto date = DateAt(here, true)) return date;
     const bool bInside = nAt > 0 && (IsDigit(text[nAt - 1]) || text[nAt - 1] == ':');
-    return bInside ? std::nullopt : TimeOfDayAt(here);
+    if (bInside) return std::nullopt;
+    if (auto date = DateAt(here, false)) return date;
+    if (auto date = nAt == 0 ? EpochAt(here) : std::nullopt) return date;
+    return TimeOfDayAt(here);
 }
 
 std::string FormatOfDay(double seconds) {

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace ztkmem::log {
 namespace {
 
@@ -21,6 +23,10 @@ double Timeline::Shifted(double seconds) {
     }
     if (step >= -kBackwards && step <= kAhead) return seconds;
     ++nSets_;
+    if (step < 0) {
+        ++nSetsBack_;
+        largestStepBack_ = std::max(largestStepBack_, -step);
+    }
     shift_ -= step;
     return last_.seconds;
 }

@@ -29,6 +29,11 @@ class Timeline {
     ClockKind Kind() const { return enKind_; }
     unsigned ClockSets() const { return nSets_; }
 
+    /// Those of them that were jumps back, and seconds of the largest: a clock that is set, or parts of a log
+    /// in the wrong order.
+    unsigned ClockSetsBack() const { return nSetsBack_; }
+    double LargestStepBack() const { return largestStepBack_; }
+
     /// The moment in the log's own terms: what its clock showed after it was last set, or "line 17".
     std::string Text(const Moment& moment) const;
 
@@ -43,6 +48,8 @@ class Timeline {
     double shift_ = 0;
     Moment last_;
     unsigned nSets_ = 0;
+    unsigned nSetsBack_ = 0;
+    double largestStepBack_ = 0;
 };
 
 }  // namespace ztkmem::log

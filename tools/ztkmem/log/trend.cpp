@@ -16,16 +16,38 @@ void Trend::Look(std::uint64_t nValue, std::uint64_t nLook) {
     nLast = nValue;
 }
 
+/// Both are sorted: one walk along them.
 void Growth::Look(const SizeCounts& counts) {
     ++nLooks_;
+    auto trend = trends_.begin();
     for (const auto& [nSize, nCount] : counts) {
-        if (trends_.count(nSize) == 0 && trends_.size() >= kMostSizes) continue;
-        trends_[nSize];
+        for (; trend != trends_.end() && trend->first < nSize; ++trend)
+            trend->second.Look(0, nLooks_);
+        if (trend == trends_.end() || trend->first != nSize) {
+            if (trends_.size() >= kMostSizes) continue;
+            trend = trends_.emplace_hint(trend, nSize, Trend());
+        }
+        trend->second.Look(nCount, nLooks_);
+        ++trend;
     }
-    for (auto& [nSize, trend] : trends_) {
-        const auto found = counts.find(nSize);
-        trend.Look(found == counts.end() ? 0 : found->second, nLooks_);
-    }
+    for (; trend != trends_.end(); ++trend)
+        trend->second.Look(0, nLooks_);
+}
+
+void Growth::LookAt(std::uint64_t nSize, const SizeCounts& counts) {
+    const auto count = counts.find(nSize);
+    const auto known = trends_.find(nSize);
+    const bool bRoom = count != counts.end() && trends_.size() < kMostSizes;
+    if (known == trends_.end() && !bRoom) return;
+    Trend& trend = known == trends_.end() ? trends_[nSize] : known->second;
+    trend.Look(count == counts.end() ? 0 : count->second, nLooks_);
+}
+
+void Growth::Look(const SizeCounts& counts, const std::set<std::uint64_t>& changed) {
+    ++nLooks_;
+    for (const std::uint64_t nSize : changed)
+        LookAt(nSize, counts);
+    LookAt(0, counts);  // where sizes beyond kMostSizes are counted
 }
 
 bool Growth::OnlyGrows(const Trend& trend) const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "log/dump_reader.h"
@@ -34,12 +35,16 @@ class Growth {
 
     void Look(const SizeCounts& counts);
 
+    /// The same where only these sizes have changed since the last look.
+    void Look(const SizeCounts& counts, const std::set<std::uint64_t>& changed);
+
     std::uint64_t Looks() const { return nLooks_; }
 
     /// Those that only grow, the most bytes gained first.
     std::vector<GrowingSize> OnlyGrowing() const;
 
   private:
+    void LookAt(std::uint64_t nSize, const SizeCounts& counts);
     bool OnlyGrows(const Trend& trend) const;
 
     std::map<std::uint64_t, Trend> trends_;

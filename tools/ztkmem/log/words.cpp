@@ -34,10 +34,6 @@ std::string Bytes(std::int64_t nBytes) {
     return '-' + Bytes(static_cast<std::uint64_t>(-nBytes));
 }
 
-std::string Counted(std::uint64_t nCount, std::string_view noun) {
-    return fmt::format("{} {}{}", nCount, noun, nCount == 1 ? "" : "s");
-}
-
 std::string Duration(double seconds) {
     if (seconds < 10) return fmt::format("{:.1f} s", seconds);
     if (seconds < 2 * kMinute) return fmt::format("{:.0f} s", seconds);
