@@ -60,6 +60,7 @@ class Fork : public testing::Test {
         shared_.Byte() = 's';
         FreeIdleOnes();
         nFrees_ = TestRockitFrees();
+        ASSERT_EQ(AwaitOthersAsleep(), 1);
     }
 
     void TearDown() override {
@@ -243,6 +244,7 @@ TEST_F(Fork, AChildOfAChild) {
     const auto child = [&]() -> int {
         const Block own = Shared();
         own.Byte() = 'c';
+        EXPECT_EQ(AwaitOthersAsleep(), 1);
         EXPECT_EQ(RunChild(grandchild), Exited(0));
         EXPECT_THAT(ShmEntries(), Contains(own.szName));
         EXPECT_EQ(own.Byte(), 'c');
@@ -289,6 +291,7 @@ TEST(ForkAndUnload, AChildGoesOnWhenItsParentUnloads) {
     SKIP_IF_CHILDREN_ARE_LIMITED();
     Library library;
     ASSERT_EQ(FillPools(&library), 0);
+    ASSERT_EQ(AwaitOthersAsleep(), 1);
     const Latch unloaded;
     const pid_t nChild = StartChild([&]() -> int {
         unloaded.Await();

@@ -106,6 +106,39 @@ static int IsBlockable(int nSignal) {
     return nSignal != SIGKILL && nSignal != SIGSTOP && (nSignal < 32 || nSignal >= SIGRTMIN);
 }
 
+static int IsAsleep(pid_t nThread) {
+    char szPath[64];
+    char szLine[512] = "";
+    const char* pBehindName = NULL;
+    FILE* pStat = NULL;
+    snprintf(szPath, sizeof(szPath), "/proc/self/task/%d/stat", (int)nThread);
+    pStat = fopen(szPath, "re");
+    if (pStat == NULL) return 1; /* it has ended */
+    if (fgets(szLine, sizeof(szLine), pStat) == NULL) szLine[0] = '\0';
+    fclose(pStat);
+    pBehindName = strrchr(szLine, ')');
+    return pBehindName == NULL || strncmp(pBehindName, ") S", 3) == 0;
+}
+
+static int AreOthersAsleep(void) {
+    pid_t threads[64];
+    const int nCount = ListThreads(threads, 64);
+    int i = 0;
+    for (; i < nCount; ++i) {
+        if (threads[i] != (pid_t)syscall(SYS_gettid) && !IsAsleep(threads[i])) return 0;
+    }
+    return 1;
+}
+
+int AwaitOthersAsleep(void) {
+    const time_t nGiveUp = time(NULL) + 60;
+    while (!AreOthersAsleep()) {
+        if (time(NULL) >= nGiveUp) return 0;
+        sched_yield();
+    }
+    return 1;
+}
+
 int BlocksAllSignals(pid_t nThread) {
     const uint64_t nBlocked = BlockedSignals(nThread);
     int nSignal = 1;

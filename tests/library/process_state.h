@@ -29,6 +29,13 @@ int CountThreads(void);
  */
 int AwaitThreads(int nThreads);
 
+/**
+ * Waits until every other thread of this process sleeps; returns 1, or 0 if one does not. Before a fork, so
+ * that none is inside the heap or the log: not every heap (a sanitizer's) looks after a child that is forked
+ * then.
+ */
+int AwaitOthersAsleep(void);
+
 /** The ids of this process's threads, @p nMax at most; returns how many. */
 int ListThreads(pid_t* pThreads, int nMax);
 
