@@ -52,14 +52,27 @@ TEST_F(MappingHandle, ThatCannotBeHadIsNoneWithTheReason) {
 
 // ---- unmap -----------------------------------------------------------------------------------------
 
+/// Whether a mapping of this process bears the name. The address alone does not tell: a heap that grows
+/// meanwhile may have taken it.
+bool IsMapped(const std::string& name) {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(name) != std::string::npos) return true;
+    }
+    return false;
+}
+
 TEST_F(MappingHandle, UnmapsAView) {
-    void* pView = mmap(nullptr, 8192, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const int hMemory = memfd_create("ztk-view-to-unmap", MFD_CLOEXEC);
+    ASSERT_EQ(0, ftruncate(hMemory, 8192));
+    void* pView = mmap(nullptr, 8192, PROT_READ, MAP_SHARED, hMemory, 0);
+    close(hMemory);
+    ASSERT_TRUE(IsMapped("ztk-view-to-unmap"));
     SystemCalls::Record({"munmap"});
     EXPECT_EQ(0U, UnmapView_Linux(pView, 8192, &nErr_));
     EXPECT_EQ(0U, nErr_);
     EXPECT_THAT(SystemCalls::Recorded(), ElementsAre("munmap 8192"));
-    EXPECT_EQ(-1, msync(pView, 8192, MS_ASYNC));
-    EXPECT_EQ(ENOMEM, errno);  // no longer mapped
+    EXPECT_FALSE(IsMapped("ztk-view-to-unmap"));
 }
 
 TEST_F(MappingHandle, ReturnsAndStoresTheReasonWhenAViewCannotBeUnmapped) {
