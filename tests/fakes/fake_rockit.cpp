@@ -2,6 +2,8 @@
 
 #include <sys/mman.h>
 
+#include <utility>
+
 #include "external/rockit.h"
 #include "support/interception.h"
 #include "support/real_calls.h"
@@ -40,6 +42,7 @@ struct Board {
     Countdown failsAlloc;
     Countdown failsVirAddr;
     std::int32_t nCode = 0;
+    bool bGiveNewestAgain = false;
 };
 
 Board& TheBoard() {
@@ -102,6 +105,11 @@ void FakeRockit::FailAlloc(int nOccurrence, std::int32_t nCode) {
     TheBoard().nCode = nCode;
 }
 
+void FakeRockit::GiveNewestAgain() {
+    const std::lock_guard lock(TheBoard().mutex);
+    TheBoard().bGiveNewestAgain = true;
+}
+
 void FakeRockit::FailVirAddr(int nOccurrence) {
     const std::lock_guard lock(TheBoard().mutex);
     TheBoard().failsVirAddr = {nOccurrence};
@@ -143,7 +151,12 @@ int32_t RK_MPI_MMZ_Alloc(MB_BLK* pBlk, uint32_t u32Length, uint32_t u32Flags) {
     board.calls.push_back("Alloc " + std::to_string(u32Length) + " flags " + std::to_string(u32Flags));
     const int32_t nResult = board.failsAlloc() ? board.nCode : 0;
     if (nResult < 0) return nResult;
-    board.blocks.push_back({ztk::test::GetMemory(u32Length), u32Length});
+    if (std::exchange(board.bGiveNewestAgain, false)) {
+        void* pAgain = std::exchange(board.blocks.back().pAddr, nullptr);
+        board.blocks.push_back({pAgain, u32Length});
+    } else {
+        board.blocks.push_back({ztk::test::GetMemory(u32Length), u32Length});
+    }
     *pBlk = ztk::test::HandleOf(board.blocks.size() - 1);
     return nResult;
 }

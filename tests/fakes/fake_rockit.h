@@ -18,6 +18,10 @@ class FakeRockit {
     /// The @p nOccurrence-th Handle2VirAddr from now on (0: every one) gives null.
     static void FailVirAddr(int nOccurrence);
 
+    /// The next allocation comes at the address of the newest block, which counts as freed: by the program,
+    /// behind the pool's back. It must not be longer than that.
+    static void GiveNewestAgain();
+
     /// "Alloc 4096 flags 0", "VirAddr h1", "Handle h1" / "Handle ?" (unknown address), "Free h1"; h1 is the
     /// first block allocated since Reset(). A block that is free already is unknown.
     static std::vector<std::string> Calls();

@@ -28,6 +28,28 @@ class LocalMemoryPoolTest : public PoolTest<HeapKind> {
 constexpr std::int32_t kOs = ZTK_MEM_OS;
 constexpr std::int32_t kMmz = ZTK_MEM_MMZ;
 
+// ---- two blocks of one address ---------------------------------------------------------------------
+
+TEST_F(LocalMemoryPoolTest, OfTwinsInOneListTheFirstInListOrderIsReleased) {
+    void* pAddr = Obtain(kMmz, 4096, 0);
+    FakeRockit::GiveNewestAgain();
+    ASSERT_EQ(Obtain(kMmz, 2048, 0), pAddr);
+    EXPECT_EQ(ThePool().ReleaseMemory(pAddr), ZTK_SUCCESS);
+    EXPECT_EQ(ThePool().RedundantSize(), 2048U);
+    EXPECT_EQ(ThePool().ReleaseMemory(pAddr), ZTK_SUCCESS);
+    EXPECT_EQ(ThePool().RedundantSize(), 2048U + 2048);
+    EXPECT_EQ(Obtain(kMmz, 1024, 0), pAddr);
+    EXPECT_EQ(ThePool().RedundantSize(), 2048U) << "the one of 2048 bytes, not its busy twin";
+}
+
+TEST_F(LocalMemoryPoolTest, OfTwinsInTwoListsTheNewerIsReleased) {
+    void* pAddr = Obtain(kMmz, 25UL << 20U, 0);
+    FakeRockit::GiveNewestAgain();
+    ASSERT_EQ(Obtain(kMmz, 2048, 0), pAddr);
+    EXPECT_EQ(ThePool().ReleaseMemory(pAddr), ZTK_SUCCESS);
+    EXPECT_EQ(ThePool().RedundantSize(), 2048U);
+}
+
 // ---- handles ---------------------------------------------------------------------------------------
 
 TEST_F(LocalMemoryPoolTest, AHeapBlockHasTheHandleZero) {
