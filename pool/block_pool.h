@@ -60,6 +60,7 @@ class BlockPool {
     /// Gives back every block idle for at least @p nIdleSeconds, in the order of places and sizes.
     void FreeUnbusyMemory(std::uint32_t nIdleSeconds) ZTK_REQUIRES(lock_) {
         for (auto& [place, list] : lists_) {
+            // the lock analysis does not see that such a lambda runs within the call
             list.RemoveIdleIf([this, nIdleSeconds](const Block& block) ZTK_NO_LOCK_ANALYSIS {
                 if (IdleSeconds(block) < nIdleSeconds) return false;
                 GiveBack(block);
