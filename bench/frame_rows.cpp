@@ -5,7 +5,9 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <deque>
 #include <thread>
+#include <vector>
 
 #include "row.h"
 
@@ -28,7 +30,15 @@ void TouchAll(void* pBlock, std::size_t nSize) {
     asm volatile("" : : "r"(pBlock) : "memory");
 }
 
+/// About a microsecond of work that has nothing to do with the block.
+void WorkBeside(void*, std::size_t) {
+    volatile unsigned nSum = 0;
+    for (unsigned i = 0; i < 500; ++i)
+        nSum = nSum + i;
+}
+
 Touch TouchOf(const std::string& szTouch) {
+    if (szTouch == "work") return WorkBeside;
     if (szTouch == "page") return TouchPages;
     return szTouch == "all" ? TouchAll : TouchNothing;
 }
@@ -80,49 +90,55 @@ class RingRow : public LoopRow {
     std::array<void*, kFrames.size()> frames_{};
 };
 
-/// Keeps this thread on the nNth of the CPUs that the process may use.
-void StayOnCpu(int nNth) {
+/// Keeps this thread on one of the CPUs that the process may use, in turn.
+void StayOnCpu(std::size_t nThread) {
     cpu_set_t allowed;
     cpu_set_t mine;
     CPU_ZERO(&mine);
     if (sched_getaffinity(0, sizeof(allowed), &allowed) != 0) GiveUp("asking for the CPUs");
-    for (int nCpu = 0; nCpu < CPU_SETSIZE; ++nCpu) {
+    auto nNth = nThread % static_cast<std::size_t>(CPU_COUNT(&allowed));
+    for (std::size_t nCpu = 0; nCpu < CPU_SETSIZE; ++nCpu) {
         if (CPU_ISSET(nCpu, &allowed) && nNth-- == 0) CPU_SET(nCpu, &mine);
     }
-    if (pthread_setaffinity_np(pthread_self(), sizeof(mine), &mine) != 0) GiveUp("having two CPUs");
+    if (pthread_setaffinity_np(pthread_self(), sizeof(mine), &mine) != 0) GiveUp("choosing a CPU");
 }
 
-/// Two threads with pairs on one subject, each on a CPU of its own, started together. The times are the mean
-/// of both.
+/// Threads with pairs on one subject, spread over the CPUs, started together. The times are the mean of all.
 class ThreadsRow : public Row {
   public:
-    ThreadsRow(const RowOptions& options, Subject& subject)
-        : first_(options, subject), second_(options, subject) {}
+    ThreadsRow(const RowOptions& options, Subject& subject) {
+        for (std::size_t i = 0; i < options.nThreads; ++i)
+            rows_.emplace_back(options, subject);
+    }
 
     Sample Measure(std::int64_t nNs) override {
         nArrived_ = 0;
-        Sample samples[2];
-        std::thread first([&] { samples[0] = MeasureTogether(first_, 0, nNs); });
-        std::thread second([&] { samples[1] = MeasureTogether(second_, 1, nNs); });
-        first.join();
-        second.join();
-        samples[0].nCpuNs = (samples[0].nCpuNs + samples[1].nCpuNs) / 2;
-        samples[0].nWallNs = (samples[0].nWallNs + samples[1].nWallNs) / 2;
-        return samples[0];
+        std::vector<Sample> samples(rows_.size());
+        std::vector<std::thread> threads;
+        for (std::size_t i = 0; i < rows_.size(); ++i)
+            threads.emplace_back([this, nNs, i, &samples] { samples[i] = MeasureTogether(i, nNs); });
+        for (std::thread& thread : threads)
+            thread.join();
+        Sample mean;
+        for (const Sample& sample : samples) {
+            mean.nCpuNs += sample.nCpuNs / static_cast<double>(samples.size());
+            mean.nWallNs += sample.nWallNs / static_cast<double>(samples.size());
+            mean.nOperations += sample.nOperations;
+        }
+        return mean;
     }
 
   private:
-    Sample MeasureTogether(PairRow& row, int nThread, std::int64_t nNs) {
+    Sample MeasureTogether(std::size_t nThread, std::int64_t nNs) {
         StayOnCpu(nThread);
         ++nArrived_;
-        while (nArrived_ < 2) {
-        }
-        return row.Measure(nNs);
+        while (nArrived_ < rows_.size())
+            std::this_thread::yield();
+        return rows_[nThread].Measure(nNs);
     }
 
-    std::atomic<int> nArrived_{0};
-    PairRow first_;
-    PairRow second_;
+    std::atomic<std::size_t> nArrived_{0};
+    std::deque<PairRow> rows_;
 };
 
 }  // namespace

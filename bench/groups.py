@@ -94,15 +94,22 @@ class Bench:
                 self.target(f"ring of eight: {label} takes times the pool's time", result["ratio"][label], least=10)
 
     def threads(self):
-        size = SIZES["64 KiB"]
-        alone = Participant("pool, one thread", "pool", extra={"row": "pair"})
-        others = [Participant("pool", "pool"), Participant("floor (a)", "floor-lock"), *self.mallocs,
-                  Participant("std::pmr", "pmr")]
-        result = self.run("threads", {"row": "threads", "size": size}, alone, others)
-        table("Two threads, each with pairs of 64 KiB, untouched; time of one pair of one thread",
-              ["", *result["ns"]],
-              [["CPU time", *(duration(ns) for ns in result["ns"].values())],
-               ["wall clock", *(duration(ns) for ns in result["wall_ns"].values())]])
+        pool, floor = Participant("pool", "pool"), Participant("floor (a)", "floor-lock")
+        mixes = [(2, "none", "2 threads, untouched"), (2, "work", "2 threads, a microsecond of other work"),
+                 (8, "none", "8 threads, untouched"), (8, "work", "8 threads, a microsecond of other work")]
+        lines = []
+        for threads, touch, words in mixes:
+            row = {"row": "threads", "threads": threads, "touch": touch, "size": SIZES["64 KiB"]}
+            result = self.run(f"threads/{threads}/{touch}", row, pool, [floor])
+            lines.append([words, *(duration(result[clock][label]) for clock in ("wall_ns", "ns")
+                                   for label in ("pool", "floor (a)")), f"{1 / result['ratio']['floor (a)']:.2f}"])
+        table("Threads with pairs of 64 KiB on one pool, one pair of one thread; floor (a) blocks at once where the pool "
+              "looks again", ["", "pool", "floor (a)", "pool, CPU", "floor, CPU", "CPU ratio"], lines)
+        row = {"row": "threads", "threads": 2, "size": SIZES["64 KiB"]}
+        result = self.run("threads/peers", row, pool, [*self.mallocs, Participant("std::pmr", "pmr")])
+        table("Two threads, untouched, beside general allocators (which neither lock one pool nor stamp)",
+              ["", *result["ns"]], [["CPU time", *(duration(ns) for ns in result["ns"].values())],
+                                    ["wall clock", *(duration(ns) for ns in result["wall_ns"].values())]])
 
     # ---- many live blocks ----
 

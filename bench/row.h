@@ -20,9 +20,10 @@ struct Sample {
 
 struct RowOptions {
     std::string szRow;
-    std::string szTouch = "none";  ///< none, page (one byte of each) or all
+    std::string szTouch = "none";  ///< none, page (one byte of each), all, or work beside it
     std::size_t nSize = 4096;
     std::size_t nLive = 1;
+    std::size_t nThreads = 2;  ///< of the row "threads"
     bool bMixed = false;
 };
 

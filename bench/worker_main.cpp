@@ -123,9 +123,10 @@ int main(int argc, char** argv) try {
         ->required();
     app.add_option("--subject", szSubject,
                    "pool, malloc, pmr, floor-lock, floor-memory, shm-pool, shm-fresh, memfd, boost");
-    app.add_option("--touch", options.szTouch)->check(CLI::IsMember({"none", "page", "all"}));
+    app.add_option("--touch", options.szTouch)->check(CLI::IsMember({"none", "page", "all", "work"}));
     app.add_option("--size", options.nSize);
     app.add_option("--live", options.nLive);
+    app.add_option("--threads", options.nThreads, "of the row threads")->check(CLI::Range(1, 64));
     app.add_flag("--mixed", options.bMixed, "sizes from --size up to 2 KiB more");
     app.add_option("--ms", nMs, "how long to measure");
     app.add_flag("--serve", bServe, "measure once for every number of milliseconds on standard input");

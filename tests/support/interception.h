@@ -52,6 +52,8 @@ inline constexpr std::array kWrappedNames = {
     std::string_view("pthread_cond_broadcast"),
     std::string_view("pthread_cond_destroy"),
     std::string_view("pthread_rwlock_destroy"),
+    std::string_view("pthread_rwlock_trywrlock"),
+    std::string_view("pthread_rwlock_wrlock"),
 };
 
 constexpr std::size_t IndexOf(std::string_view name) {

@@ -89,4 +89,16 @@ int __wrap_pthread_rwlock_destroy(pthread_rwlock_t* pLock) {
     return __real_pthread_rwlock_destroy(pLock);
 }
 
+int __real_pthread_rwlock_trywrlock(pthread_rwlock_t* pLock);
+int __wrap_pthread_rwlock_trywrlock(pthread_rwlock_t* pLock) {
+    if (const auto nError = PlannedFailure<IndexOf("pthread_rwlock_trywrlock")>()) return *nError;
+    return __real_pthread_rwlock_trywrlock(pLock);
+}
+
+int __real_pthread_rwlock_wrlock(pthread_rwlock_t* pLock);
+int __wrap_pthread_rwlock_wrlock(pthread_rwlock_t* pLock) {
+    if (const auto nError = PlannedFailure<IndexOf("pthread_rwlock_wrlock")>()) return *nError;
+    return __real_pthread_rwlock_wrlock(pLock);
+}
+
 }  // extern "C"

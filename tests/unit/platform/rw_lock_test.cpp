@@ -44,6 +44,28 @@ TEST(RwLock, LetsOneWriterInAtATime) {
     EXPECT_EQ(kThreads * kRounds, nCount);
 }
 
+// A holder is about to leave in most cases; the kernel's way to wait costs more than such a moment.
+TEST(RwLock, LooksAgainBeforeItWaits) {
+    RwLock lock;
+    SystemCalls::Reset();
+    SystemCalls::Fail("pthread_rwlock_trywrlock", 1, EBUSY);
+    SystemCalls::Fail("pthread_rwlock_trywrlock", 2, EBUSY);
+    { const WriteGuard guard(lock); }
+    EXPECT_EQ(SystemCalls::Count("pthread_rwlock_trywrlock"), 3);
+    EXPECT_EQ(SystemCalls::Count("pthread_rwlock_wrlock"), 0);
+}
+
+// A holder that allocates may take long.
+TEST(RwLock, WaitsAfterAFewLooks) {
+    RwLock lock;
+    SystemCalls::Reset();
+    SystemCalls::Fail("pthread_rwlock_trywrlock", 0, EBUSY);
+    { const WriteGuard guard(lock); }
+    EXPECT_EQ(SystemCalls::Count("pthread_rwlock_trywrlock"), 9);
+    EXPECT_EQ(SystemCalls::Count("pthread_rwlock_wrlock"), 1);
+    SystemCalls::Reset();
+}
+
 TEST(RwLock, LetsReadersInTogether) {
     RwLock lock;
     bool bWasIn = false;
