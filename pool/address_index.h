@@ -33,26 +33,31 @@ class AddressIndex {
     /// NewEntry().
     void Set(Entry entry, std::uint64_t nAddress, const Where& where) {
         entry.key() = nAddress;
-        Where& known = map_.insert(std::move(entry)).position->second;
-        known = where;
-        table_.Set(nAddress, &known);
+        const auto it = map_.insert(std::move(entry)).position;
+        it->second = where;
+        table_.Set(nAddress, it);
     }
 
     /// Where @p nAddress lives; an unknown address is entered at Where{}. Throws std::bad_alloc.
     const Where& Enter(std::uint64_t nAddress) {
-        const Where* pWhere = table_.Find(nAddress);
-        return pWhere != nullptr ? *pWhere : map_[nAddress];
+        const auto* pKnown = table_.Find(nAddress);
+        return pKnown != nullptr ? (*pKnown)->second : map_[nAddress];
     }
 
     /// Where @p nAddress lives; Where{} if unknown.
     Where Find(std::uint64_t nAddress) const {
-        const Where* pWhere = table_.Find(nAddress);
-        return pWhere != nullptr ? *pWhere : Where{};
+        const auto* pKnown = table_.Find(nAddress);
+        return pKnown != nullptr ? (*pKnown)->second : Where{};
     }
 
     void Erase(std::uint64_t nAddress) {
-        table_.Erase(nAddress);
-        map_.erase(nAddress);
+        const auto* pKnown = table_.Find(nAddress);
+        if (pKnown == nullptr) {
+            map_.erase(nAddress);
+        } else {
+            map_.erase(*pKnown);
+            table_.Erase(nAddress);
+        }
     }
 
     void Clear() {
@@ -64,7 +69,7 @@ class AddressIndex {
 
   private:
     Map map_;
-    AddressTable<Where> table_;
+    AddressTable<typename Map::iterator> table_;  ///< those that were set
 };
 
 }  // namespace ztk

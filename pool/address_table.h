@@ -1,4 +1,4 @@
-// A hash table from addresses to records: one array, half full at most, searched from an address's own slot
+// A hash table from addresses to values: one array, half full at most, searched from an address's own slot
 // on.
 //
 // A brick: no lock, no log. Beside the ordered address index it finds a block in the same time however many
@@ -12,7 +12,7 @@
 
 namespace ztk {
 
-template <class Record>
+template <class Value>
 class AddressTable {
   public:
     /// Makes room for one address more, so that the next Set() cannot fail. Throws std::bad_alloc.
@@ -20,21 +20,23 @@ class AddressTable {
         if (2 * (nUsed_ + 1) <= slots_.size()) return;
         AddressTable larger(slots_.empty() ? kFirstBits : nBits_ + 1);
         for (const Slot& slot : slots_) {
-            if (slot.nAddress != 0) larger.Set(slot.nAddress, slot.pRecord);
+            if (slot.nAddress != 0) larger.Set(slot.nAddress, slot.value);
         }
         *this = std::move(larger);
     }
 
-    /// Enters an address or gives it another record; room must have been reserved.
-    void Set(std::uint64_t nAddress, Record* pRecord) {
+    /// Enters an address or gives it another value; room must have been reserved.
+    void Set(std::uint64_t nAddress, const Value& value) {
         Slot& slot = slots_[SlotOf(nAddress)];
         if (slot.nAddress == 0) ++nUsed_;
-        slot = {nAddress, pRecord};
+        slot = {nAddress, value};
     }
 
-    /// The record of an address, or null.
-    Record* Find(std::uint64_t nAddress) const {
-        return nUsed_ == 0 ? nullptr : slots_[SlotOf(nAddress)].pRecord;
+    /// The value of an address, or null. It stays there until another address is entered or erased.
+    const Value* Find(std::uint64_t nAddress) const {
+        if (nUsed_ == 0) return nullptr;
+        const Slot& slot = slots_[SlotOf(nAddress)];
+        return slot.nAddress == 0 ? nullptr : &slot.value;
     }
 
     /// Forgets an address, if it is known. Those behind it that it kept from their slots move up.
@@ -60,7 +62,7 @@ class AddressTable {
   private:
     struct Slot {
         std::uint64_t nAddress = 0;
-        Record* pRecord = nullptr;
+        Value value{};
     };
 
     static constexpr unsigned kFirstBits = 4;

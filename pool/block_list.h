@@ -79,8 +79,12 @@ class BlockList {
     /// Asks @p isToGo about each idle block, in list order, and removes those for which it says so.
     template <class IsToGo>
     void RemoveIdleIf(const IsToGo& isToGo) {
+        auto next = nodes_.begin();  // of those that go, most are neighbours
         idle_.RemoveIf([&isToGo](const Node& node) { return isToGo(node.block); },
-                       [this](const Node& node) { Remove(node); });
+                       [this, &next](const Node& node) {
+                           if (next == nodes_.end() || &next->second != &node) next = PlaceOf(node);
+                           next = nodes_.erase(next);
+                       });
     }
 
     void Clear() {
@@ -98,11 +102,11 @@ class BlockList {
     }
 
   private:
-    void Remove(const Node& node) {
+    typename Map::iterator PlaceOf(const Node& node) {
         auto it = nodes_.lower_bound({node.block.nSize, AddressOf(node.block)});
         while (&it->second != &node)  // twins: the same address, given twice by the system
             ++it;
-        nodes_.erase(it);
+        return it;
     }
 
     Map nodes_;

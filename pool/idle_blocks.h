@@ -15,19 +15,18 @@
 namespace ztk {
 
 /// A Node has a block, whose nSize and AddressOf(block) do not change while it is in here, a seat, and a
-/// pointer pNextReleased.
+/// pointer pNextReleased. The tree repeats size and address, so that a search stays within the tree.
 template <class Node>
 class IdleBlocks {
-    struct Before {
-        using is_transparent = void;
-        bool operator()(const Node* pOne, const Node* pOther) const {
-            const std::uint64_t nOne = pOne->block.nSize;
-            const std::uint64_t nOther = pOther->block.nSize;
-            return nOne != nOther ? nOne < nOther : AddressOf(pOne->block) < AddressOf(pOther->block);
+    struct Listed {
+        std::uint64_t nSize;
+        std::uint64_t nAddress;
+        Node* pNode;
+        bool operator<(const Listed& other) const {
+            return nSize != other.nSize ? nSize < other.nSize : nAddress < other.nAddress;
         }
-        bool operator()(const Node* pNode, std::uint64_t nSize) const { return pNode->block.nSize < nSize; }
     };
-    using Tree = std::multiset<Node*, Before>;
+    using Tree = std::multiset<Listed>;
 
   public:
     using Seat = typename Tree::node_type;
@@ -35,7 +34,7 @@ class IdleBlocks {
     /// Throws std::bad_alloc.
     static Seat NewSeat() {
         Tree tree;
-        tree.insert(nullptr);
+        tree.insert(Listed{});
         return tree.extract(tree.begin());
     }
 
@@ -58,7 +57,7 @@ class IdleBlocks {
     void RemoveIf(const IsToGo& isToGo, const Drop& drop) {
         SeatReleased();
         for (auto it = tree_.begin(); it != tree_.end();) {
-            Node& node = **it;
+            Node& node = *it->pNode;
             if (isToGo(node)) {
                 it = tree_.erase(it);
                 drop(node);
@@ -74,28 +73,31 @@ class IdleBlocks {
     }
 
   private:
+    static Listed ListedAs(Node& node) { return {node.block.nSize, AddressOf(node.block), &node}; }
+
     static bool Fits(const Node& node, std::uint64_t nSize, std::uint64_t nTolerance) {
         return node.block.nSize >= nSize && node.block.nSize - nSize <= nTolerance;
     }
 
     Node* Search(std::uint64_t nSize, std::uint64_t nTolerance) {
         if (pReleased_ != nullptr && pReleased_->pNextReleased != nullptr) SeatReleased();
-        const auto it = tree_.lower_bound(nSize);
-        const bool bFits = it != tree_.end() && Fits(**it, nSize, nTolerance);
+        const auto it = tree_.lower_bound({nSize, 0, nullptr});
+        const bool bFits = it != tree_.end() && Fits(*it->pNode, nSize, nTolerance);
         const bool bReleasedFits = pReleased_ != nullptr && Fits(*pReleased_, nSize, nTolerance);
-        if (bReleasedFits && !(bFits && Before()(*it, pReleased_))) return std::exchange(pReleased_, nullptr);
+        if (bReleasedFits && !(bFits && *it < ListedAs(*pReleased_)))
+            return std::exchange(pReleased_, nullptr);
         return bFits ? TakeFromTree(it) : nullptr;
     }
 
     void SeatReleased() {
         for (; pReleased_ != nullptr; pReleased_ = pReleased_->pNextReleased) {
-            pReleased_->seat.value() = pReleased_;
+            pReleased_->seat.value() = ListedAs(*pReleased_);
             tree_.insert(std::move(pReleased_->seat));
         }
     }
 
     Node* TakeFromTree(typename Tree::iterator it) {
-        Node* pNode = *it;
+        Node* pNode = it->pNode;
         pNode->seat = tree_.extract(it);
         return pNode;
     }
