@@ -40,12 +40,15 @@ TEST(AddressTableTest, AnAddressSetAgainHasTheNewValue) {
 
 TEST(AddressTableTest, KeepsEveryAddressWhileItGrows) {
     Table table;
+    const auto addressOf = [](int n) {
+        return 0x7F0000000000 + std::uint64_t{4096} * static_cast<unsigned>(n);
+    };
     for (int n = 0; n < 3000; ++n)
-        Set(table, 0x7F0000000000 + 4096 * n, n);
+        Set(table, addressOf(n), n);
     EXPECT_EQ(table.Size(), 3000U);
     for (int n = 0; n < 3000; ++n)
-        ASSERT_EQ(ValueOf(table, 0x7F0000000000 + 4096 * n), n) << n;
-    EXPECT_EQ(ValueOf(table, 0x7F0000000000 + 4096UL * 3000), kUnknown);
+        ASSERT_EQ(ValueOf(table, addressOf(n)), n) << n;
+    EXPECT_EQ(ValueOf(table, addressOf(3000)), kUnknown);
 }
 
 TEST(AddressTableTest, TheLargestAddressIsOneLikeOthers) {
