@@ -124,7 +124,7 @@ TEST_F(Show, PathsAreEscaped) {
 }
 
 TEST_F(Show, LargePicturesNeedLittleMemory) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(ZTK_ADDRESS_SANITIZER) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "sanitizers reserve more addresses than the limit allows";
 #endif
     constexpr unsigned kSide = 6000;

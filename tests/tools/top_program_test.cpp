@@ -196,7 +196,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, TopEndedBy,
                          testing::Values(SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS));
 
 TEST_F(Top, AnErrorLeavesTheTerminalAsItWas) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ZTK_ADDRESS_SANITIZER
     GTEST_SKIP() << "without descriptors the sanitizer takes every object for a bad one";
 #endif
     const TmuxSession terminal(Folder());
