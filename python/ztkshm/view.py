@@ -6,7 +6,7 @@ import math
 import mmap
 import operator
 import os
-from typing import TYPE_CHECKING, Any, NoReturn, Sequence
+from typing import TYPE_CHECKING, Any, Iterable, NoReturn
 
 from . import errors
 from .header import HEADER_SIZE, Header, check
@@ -81,7 +81,7 @@ class View:
         memory mapped, after close(). For elements and shapes without NumPy see memoryview.cast()."""
         return memoryview(self._opened()[1])[HEADER_SIZE:]
 
-    def array(self, shape: int | Sequence[int] | None = None, dtype: DTypeLike = "uint8",
+    def array(self, shape: int | Iterable[int] | None = None, dtype: DTypeLike = "uint8",
               offset: int = 0) -> NDArray[Any]:
         """The data as a NumPy array, not a copy: read-only, C order, starting offset bytes into the data.
 
@@ -173,10 +173,10 @@ def _map(file: Descriptor, size: int, name: str | bytes) -> mmap.mmap:
         raise errors.SystemCallFailed(name, error.errno or 0) from None
 
 
-def _dimensions(shape: int | Sequence[int] | None, room: int) -> tuple[int, ...]:
+def _dimensions(shape: int | Iterable[int] | None, room: int) -> tuple[int, ...]:
     if shape is None:
         return (room,)
-    if isinstance(shape, Sequence):
+    if isinstance(shape, Iterable):
         dimensions = tuple(operator.index(each) for each in shape)
     else:
         dimensions = (operator.index(shape),)
