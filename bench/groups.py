@@ -103,8 +103,8 @@ class Bench:
             result = self.run(f"threads/{threads}/{touch}", row, pool, [floor])
             lines.append([words, *(duration(result[clock][label]) for clock in ("wall_ns", "ns")
                                    for label in ("pool", "floor (a)")), f"{1 / result['ratio']['floor (a)']:.2f}"])
-        table("Threads with pairs of 64 KiB on one pool, one pair of one thread; floor (a) blocks at once where the pool "
-              "looks again", ["", "pool", "floor (a)", "pool, CPU", "floor, CPU", "CPU ratio"], lines)
+        table("Threads with pairs of 64 KiB on one pool, one pair of one thread; floor (a) blocks at once where the "
+              "pool looks again", ["", "pool", "floor (a)", "pool, CPU", "floor, CPU", "CPU ratio"], lines)
         row = {"row": "threads", "threads": 2, "size": SIZES["64 KiB"]}
         result = self.run("threads/peers", row, pool, [*self.mallocs, Participant("std::pmr", "pmr")])
         table("Two threads, untouched, beside general allocators (which neither lock one pool nor stamp)",
