@@ -10,6 +10,7 @@ from typing import Any
 import pytest
 import ztkshm
 from support import Owner, decode_png, make, patch, pattern
+from ztkshm.__main__ import main
 
 
 def run(*words: str) -> subprocess.CompletedProcess[str]:
@@ -64,7 +65,8 @@ def test_failures_are_one_line_and_leave_no_file(tmp_path: Path) -> None:
     result = run("save", "block", "--shape", "1x1", "-o", str(tmp_path / "no" / "folder.png"))
     assert (result.returncode, len(result.stderr.splitlines())) == (1, 1)
     for shape in ("1", "0x1", "1x1x1x1", "-1x2", "axb", "1x", "\u0661x1"):
-        assert run("save", "block", "--shape", shape, "-o", str(picture)).returncode == 2
+        with pytest.raises(SystemExit, match="2"):
+            main(["save", "block", "--shape", shape, "-o", str(picture)])
     assert run().returncode == 2
     assert not picture.exists()
 
