@@ -18,8 +18,6 @@ from numpy.typing import NDArray
 
 import ztkshm
 
-Pixels = NDArray[Any]
-
 
 def newest(size: int) -> str:
     """The block with room for that many bytes of data that its owner wrote to last. An idle block keeps its name and
@@ -30,7 +28,7 @@ def newest(size: int) -> str:
     return max(found, key=lambda each: each.modified).name
 
 
-def edges(frame: Pixels) -> Pixels:
+def edges(frame: NDArray[Any]) -> NDArray[Any]:
     """How much the brightness changes from each pixel to its neighbours, as gray pixels of the same height and width:
     the Sobel filter, black at the border."""
     gray = frame.mean(axis=2)
@@ -43,7 +41,7 @@ def edges(frame: Pixels) -> Pixels:
     return result
 
 
-def side_by_side(frame: Pixels) -> Pixels:
+def side_by_side(frame: NDArray[Any]) -> NDArray[Any]:
     """The frame, and its edges right of it, as RGB."""
     colours = numpy.broadcast_to(frame, (*frame.shape[:2], 3))
     return numpy.hstack([colours, numpy.repeat(edges(frame)[:, :, None], 3, axis=2)])

@@ -177,6 +177,19 @@ def test_one_that_may_not_be_opened() -> None:
     assert (result.stdout, result.stderr) == ("True True\n", "")
 
 
+def test_one_shortened_while_it_is_looked_at(monkeypatch: pytest.MonkeyPatch) -> None:
+    path = make("block", DATA)
+    fstat = os.fstat
+
+    def fstat_then_cut(number: int) -> os.stat_result:
+        info = fstat(number)
+        os.truncate(path, HEADER - 1)
+        return info
+
+    monkeypatch.setattr(os, "fstat", fstat_then_cut)
+    assert judged("block") == (ztkshm.TooShort.reason, 0)
+
+
 def test_one_shortened_between_check_and_mapping(monkeypatch: pytest.MonkeyPatch) -> None:
     path = make("block", DATA)
 
