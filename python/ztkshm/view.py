@@ -93,8 +93,8 @@ class View:
         """
         try:
             import numpy
-        except ImportError:
-            raise errors.NumpyMissing("arrays need NumPy (Debian: python3-numpy); View.data does not") from None
+        except ImportError as error:
+            raise errors.NumpyMissing("arrays need NumPy (Debian: python3-numpy); View.data does not") from error
         data = self.data
         element = numpy.dtype(dtype)
         if element.hasobject:

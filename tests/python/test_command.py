@@ -71,6 +71,12 @@ def test_failures_are_one_line_and_leave_no_file(tmp_path: Path) -> None:
     assert not picture.exists()
 
 
+def test_what_did_not_reach_a_full_disk_is_a_failure() -> None:
+    with open("/dev/full", "w") as full:
+        result = subprocess.run([sys.executable, "-S", "-m", "ztkshm", "ls"], stdout=full, stderr=subprocess.PIPE)
+    assert (result.returncode, len(result.stderr.splitlines())) == (1, 1)
+
+
 def test_version() -> None:
     assert run("--version").stdout == f"ztkshm {ztkshm.__version__}\n"
 
