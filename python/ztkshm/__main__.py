@@ -3,6 +3,7 @@ from __future__ import annotations
 
 import argparse
 import math
+import os
 import sys
 from pathlib import Path
 from typing import Sequence
@@ -73,13 +74,21 @@ def _parser() -> argparse.ArgumentParser:
 def main(words: Sequence[str] | None = None) -> int:
     """Runs one command. Returns the exit status: 0, 1 for a failure (one line on standard error), 2 for bad usage."""
     arguments = _parser().parse_args(words)
+    complaint: Exception | None = None
     try:
         arguments.run(arguments)
-        sys.stdout.flush()
     except (Error, OSError) as error:
-        print(f"ztkshm: {error}", file=sys.stderr)
-        return 1
-    return 0
+        complaint = error
+    try:
+        sys.stdout.flush()
+    except OSError as error:
+        complaint = complaint or error
+        # When it ends, the interpreter tries once more what is left, and would complain in words of its own.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+    if complaint is None:
+        return 0
+    print(f"ztkshm: {complaint}", file=sys.stderr)
+    return 1
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
 """python3 -m ztkshm, and pictures."""
 from __future__ import annotations
 
+import os
 import subprocess
 import sys
 from array import array
@@ -73,7 +74,10 @@ def test_failures_are_one_line_and_leave_no_file(tmp_path: Path) -> None:
 
 def test_what_did_not_reach_a_full_disk_is_a_failure() -> None:
     with open("/dev/full", "w") as full:
-        result = subprocess.run([sys.executable, "-S", "-m", "ztkshm", "ls"], stdout=full, stderr=subprocess.PIPE)
+        # as it is for a user, who buffers the output
+        buffered = {name: value for name, value in os.environ.items() if name != "PYTHONUNBUFFERED"}
+        result = subprocess.run([sys.executable, "-S", "-m", "ztkshm", "ls"], stdout=full, stderr=subprocess.PIPE,
+                                env=buffered)
     assert (result.returncode, len(result.stderr.splitlines())) == (1, 1)
 
 
