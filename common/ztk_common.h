@@ -19,13 +19,13 @@
  *  7. The pools write their log lines with their lock held. A log callback that calls back into the pool, or
  *     that forks, deadlocks.
  *  8. fork(): the child starts with the parent's heap blocks (its own copies) and with neither its MMZ nor
- * its shared blocks. These belong to the parent: freeing one in the child fails with ERR_INVALID_PARAM, and
- * the child's exit leaves them alone. Shared blocks stay mapped in the child, and so in memory, until it
- * execs or ends. The child may use the pools; its first call into a pool starts a reclaimer thread of its own
- * there.
+ *     its shared blocks. These belong to the parent: freeing one in the child fails with
+ *     ERR_INVALID_PARAM, and the child's exit leaves them alone. Shared blocks stay mapped in the child,
+ *     and so in memory, until it execs or ends. The child may use the pools; its first call into a pool
+ *     starts a reclaimer thread of its own there.
  *  9. exit() with threads still inside these functions is safe: from the moment a pool is torn down its
  *     allocations fail with ERR_NO_MEMORY and its releases with ERR_INVALID_PARAM. dlclose() is not: no
- * thread may be inside the library, or in fork(), then.
+ *     thread may be inside the library, or in fork(), then.
  */
 #ifndef ZTK_COMMON_H
 #define ZTK_COMMON_H
@@ -169,7 +169,7 @@ ZTK_API uint64_t GetAvailableShareOSSize(void);
 
 /* ---- Settings ---------------------------------------------------------------------------------- */
 
-/** Stores the image buffer node number, clamped to 1 .. 64. The library itself does not use it. */
+/** Stores the image buffer node number, clamped to 1 to 64. The library itself does not use it. */
 ZTK_API void SetImageBufferNodeNum(int32_t nNum);
 
 /** The stored image buffer node number; 1 after load. */
