@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr uint64_t kFrame = 640 * 480 * 3;
+constexpr uint64_t kFrame = uint64_t{640} * 480 * 3;
 
 void* Obtain(int32_t nAlign) {
     void* pBlock = nullptr;

@@ -5,7 +5,7 @@
 #include "ztk_common.h"
 
 int main() {
-    constexpr uint64_t kSize = 1024 * 1024;
+    constexpr uint64_t kSize = uint64_t{1024} * 1024;
     void* pBlock = nullptr;
     const uint32_t nStatus = AllocatePoolMemory(kSize, ZTK_MEM_OS, &pBlock, nullptr);
     if (nStatus != ZTK_SUCCESS) {

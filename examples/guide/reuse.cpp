@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr uint64_t kMiB = 1024 * 1024;
+constexpr uint64_t kMiB = uint64_t{1024} * 1024;
+constexpr char kText[] = "written before the free";
 
 void* Obtain(uint64_t nSize) {
     void* pBlock = nullptr;
@@ -19,7 +20,7 @@ void* Obtain(uint64_t nSize) {
 int main() {
     void* pFirst = Obtain(10 * kMiB);
     if (pFirst == nullptr) return 1;
-    std::strcpy(static_cast<char*>(pFirst), "written before the free");
+    std::memcpy(pFirst, kText, sizeof(kText));
     FreePoolMemory(pFirst);
 
     void* pSecond = Obtain(1 * kMiB);
