@@ -20,6 +20,7 @@ class ExitRace : public testing::TestWithParam<const char*> {};
 
 TEST_P(ExitRace, EveryProcessEndsCleanlyAndLeavesNoObject) {
     SKIP_WITHOUT_PRIVATE_SHM();
+    SKIP_WITHOUT_PROGRAMS();
     setenv("ZTK_LOG_LEVEL", "5", 1);  // the empty-handed requests among them are errors to the log
     for (int i = 0; i < kProcesses; ++i) {
         ASSERT_EQ(RunProgram({ZTK_EXIT_RACE_PATH, GetParam(), std::to_string(1 + i % 23)}), Exited(0))

@@ -122,6 +122,7 @@ TEST_F(Fork, AChildThatEndsAtOnce) {
 }
 
 TEST_F(Fork, AChildThatBecomesAnotherProgram) {
+    SKIP_WITHOUT_PROGRAMS();
     EXPECT_EQ(RunProgram({"/bin/true"}), Exited(0));
     EXPECT_EQ(RunProgram({ZTK_HOST_PATH, kLibraryPath, "once", "standin"}), Exited(0)) << "one that sweeps";
 }

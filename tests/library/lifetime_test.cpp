@@ -69,6 +69,7 @@ TEST_F(Lifetime, AKillLeavesAll) {
 }
 
 TEST_F(Lifetime, WhatIsLeftGoesWithTheNextLoadOfAnyProcess) {
+    SKIP_WITHOUT_PROGRAMS();
     const pid_t nFirst = StartHolder([](Library&) { _exit(0); });
     const pid_t nSecond = StartHolder([](Library&) { raise(SIGKILL); });
     AwaitEnd(nFirst);
@@ -78,6 +79,7 @@ TEST_F(Lifetime, WhatIsLeftGoesWithTheNextLoadOfAnyProcess) {
 }
 
 TEST_F(Lifetime, AProgramThatBecomesAnotherFindsItsOwnObjectsSwept) {
+    SKIP_WITHOUT_PROGRAMS();
     // The process id stays the same: the host counts the objects of its id after its own load.
     const pid_t nChild = StartHolder([](Library&) {
         Become({ZTK_HOST_PATH, kLibraryPath, "once", "standin"});
@@ -93,11 +95,13 @@ TEST_F(Lifetime, AProgramThatBecomesAnotherWithoutTheLibraryLeavesAll) {
 }
 
 TEST_F(Lifetime, CallsAfterTheTeardownAreRefused) {
+    SKIP_WITHOUT_PROGRAMS();
     EXPECT_EQ(RunProgram({ZTK_LATE_CALLS_PATH, kLibraryPath}), Exited(0));
     EXPECT_THAT(ShmEntries(), IsEmpty());
 }
 
 TEST_F(Lifetime, AProgramLinkedAgainstTheLibraryUsesEveryExport) {
+    SKIP_WITHOUT_PROGRAMS();
     EXPECT_EQ(RunProgram({ZTK_LINKED_HOST_PATH}), Exited(0));
     EXPECT_THAT(ShmEntries(), IsEmpty());
 }

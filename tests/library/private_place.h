@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/emulator.h"
 #include "support/private_shm.h"
 
 namespace ztk::test {
@@ -44,6 +45,8 @@ class MemInfoCover {
     if (!ztk::test::HasPrivateShm())                                                        \
     GTEST_SKIP() << "NOT TESTED HERE: this kernel refuses the test a /dev/shm of its own: " \
                     "no mount namespace (see stderr)"
+
+#define SKIP_WITHOUT_PROGRAMS() SKIP_WHERE_PROGRAMS_DO_NOT_START(ZTK_HOST_PATH)
 
 #define SKIP_WITHOUT_COVER(cover) \
     if (!(cover).IsThere())       \

@@ -176,6 +176,7 @@ TEST_F(SharedExports, UnloadRemovesBusyAndIdleBlocksAndTheirMappings) {
 }
 
 TEST_F(SharedExports, ASecondProcessOpensABlockByName) {
+    SKIP_WITHOUT_PROGRAMS();
     const Block block = Allocate(1 * kMiB);
     const uint64_t nDataLen = 1 * kMiB - ZTK_SHARED_HEADER_SIZE;
     for (uint64_t i = 0; i < nDataLen; ++i)

@@ -8,6 +8,7 @@
 
 #include "standins/rockit/capacity_text.h"
 #include "tests/standins/child_process.h"
+#include "tests/support/emulator.h"
 
 namespace {
 
@@ -26,13 +27,20 @@ std::ptrdiff_t LinesIn(const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');
 }
 
-TEST(RockitReport, NothingIsSaidWhenNothingIsLeft) {
+class WithPrograms : public testing::Test {
+  protected:
+    void SetUp() override { SKIP_WHERE_PROGRAMS_DO_NOT_START(ROCKIT_PROBE); }
+};
+class RockitReport : public WithPrograms {};
+class RockitCapacity : public WithPrograms {};
+
+TEST_F(RockitReport, NothingIsSaidWhenNothingIsLeft) {
     const ProgramEnd end = Probe("leak", 0);
     EXPECT_EQ(end.nExit, 0);
     EXPECT_THAT(end.szErr, IsEmpty());
 }
 
-TEST(RockitReport, BlocksLeftAreCountedAndListed) {
+TEST_F(RockitReport, BlocksLeftAreCountedAndListed) {
     const ProgramEnd end = Probe("leak", 2);
     EXPECT_EQ(end.nExit, 0);
     const std::string szFirst = end.szOut.substr(0, end.szOut.find('\n'));
@@ -42,25 +50,25 @@ TEST(RockitReport, BlocksLeftAreCountedAndListed) {
     EXPECT_THAT(end.szErr, HasSubstr(" " + szFirst + " (4096)"));
 }
 
-TEST(RockitReport, OnlyTheFirstFewAreListed) {
+TEST_F(RockitReport, OnlyTheFirstFewAreListed) {
     const ProgramEnd end = Probe("leak", 9);
     EXPECT_THAT(end.szErr, HasSubstr("never freed 9 block(s), 36864 bytes:"));
     EXPECT_THAT(end.szErr, MatchesRegex("[^(]*\\(s\\)( ?[^(]* \\(4096\\)){4} \\.\\.\\.\n"));
 }
 
-TEST(RockitReport, WhatDependentLibrariesFreeAtExitIsNotReported) {
+TEST_F(RockitReport, WhatDependentLibrariesFreeAtExitIsNotReported) {
     const ProgramEnd end = Probe("hold");
     EXPECT_EQ(end.nExit, 0);
     EXPECT_THAT(end.szErr, IsEmpty());
 }
 
-TEST(RockitReport, AChildsExitLeavesTheParentsBlocksAloneAndDoesNotReportThem) {
+TEST_F(RockitReport, AChildsExitLeavesTheParentsBlocksAloneAndDoesNotReportThem) {
     const ProgramEnd end = Probe("fork", 0);
     EXPECT_EQ(end.nExit, 0);
     EXPECT_THAT(end.szErr, IsEmpty());
 }
 
-TEST(RockitReport, AChildReportsItsOwnBlocksOnly) {
+TEST_F(RockitReport, AChildReportsItsOwnBlocksOnly) {
     const ProgramEnd end = Probe("fork", 3);
     EXPECT_EQ(end.nExit, 0);
     std::string szBlocks = end.szOut;  // what the child allocated, an address a line
@@ -72,17 +80,17 @@ TEST(RockitReport, AChildReportsItsOwnBlocksOnly) {
     EXPECT_THAT(end.szErr, EndsWith("never freed 3 block(s), 12288 bytes: " + szBlocks));
 }
 
-TEST(RockitCapacity, TheDefaultIs256MiB) {
+TEST_F(RockitCapacity, TheDefaultIs256MiB) {
     EXPECT_EQ(Probe("fill").szOut, "256\n");
 }
 
-TEST(RockitCapacity, TheEnvironmentSetsIt) {
+TEST_F(RockitCapacity, TheEnvironmentSetsIt) {
     EXPECT_EQ(Probe("fill", 0, {"ZTK_ROCKIT_CAPACITY=3M"}).szOut, "3\n");
     EXPECT_EQ(Probe("fill", 0, {"ZTK_ROCKIT_CAPACITY=2097152"}).szOut, "2\n");
     EXPECT_EQ(Probe("fill", 0, {"ZTK_ROCKIT_CAPACITY=0"}).szOut, "0\n");
 }
 
-TEST(RockitCapacity, AnUnreadableSettingIsIgnoredWithOneLine) {
+TEST_F(RockitCapacity, AnUnreadableSettingIsIgnoredWithOneLine) {
     const ProgramEnd end = Probe("leak", 0, {"ZTK_ROCKIT_CAPACITY=plenty"});
     EXPECT_EQ(end.nExit, 0);
     EXPECT_EQ(LinesIn(end.szErr), 1) << end.szErr;
@@ -90,7 +98,7 @@ TEST(RockitCapacity, AnUnreadableSettingIsIgnoredWithOneLine) {
     EXPECT_THAT(Probe("leak", 0, {"ZTK_ROCKIT_CAPACITY="}).szErr, IsEmpty());
 }
 
-TEST(RockitCapacity, TextsAndTheirBytes) {
+TEST(RockitCapacityText, TextsAndTheirBytes) {
     using ztk_standin::ParseCapacity;
     EXPECT_EQ(ParseCapacity("0"), 0U);
     EXPECT_EQ(ParseCapacity("4096"), 4096U);

@@ -10,6 +10,7 @@
 
 #include "tests/standins/child_process.h"
 #include "tests/standins/scratch_directory.h"
+#include "tests/support/emulator.h"
 
 namespace {
 
@@ -37,13 +38,21 @@ std::vector<std::string> LinesOf(const std::string& text) {
     return lines;
 }
 
-TEST(SdkLogEnvironment, TheDefaultLevelIsWarningAndGoesToStderr) {
+class WithPrograms : public testing::Test {
+  protected:
+    void SetUp() override { SKIP_WHERE_PROGRAMS_DO_NOT_START(SDKLOG_PROBE); }
+};
+class SdkLogEnvironment : public WithPrograms {};
+class SdkLogExit : public WithPrograms {};
+class SdkLogStorm : public WithPrograms {};
+
+TEST_F(SdkLogEnvironment, TheDefaultLevelIsWarningAndGoesToStderr) {
     const ProgramEnd end = Probe({"levels"});
     EXPECT_EQ(end.szOut, "3\n");
     EXPECT_THAT(LinesOf(end.szErr), ElementsAre(EndsWith("level 3"), EndsWith("level 4")));
 }
 
-TEST(SdkLogEnvironment, TheLevelCanBeSet) {
+TEST_F(SdkLogEnvironment, TheLevelCanBeSet) {
     for (int nLevel = 0; nLevel <= 5; ++nLevel) {
         const ProgramEnd end = Probe({"levels"}, {"ZTK_LOG_LEVEL=" + std::to_string(nLevel)});
         EXPECT_EQ(end.szOut, std::to_string(nLevel) + "\n");
@@ -51,7 +60,7 @@ TEST(SdkLogEnvironment, TheLevelCanBeSet) {
     }
 }
 
-TEST(SdkLogEnvironment, ABadLevelIsIgnoredWithOneLine) {
+TEST_F(SdkLogEnvironment, ABadLevelIsIgnoredWithOneLine) {
     for (const char* szBad : {"6", "-1", "debug", "3x", "03", " 3"}) {
         const ProgramEnd end = Probe({"levels"}, {std::string("ZTK_LOG_LEVEL=") + szBad});
         EXPECT_EQ(end.szOut, "3\n") << szBad;
@@ -63,7 +72,7 @@ TEST(SdkLogEnvironment, ABadLevelIsIgnoredWithOneLine) {
     EXPECT_THAT(LinesOf(Probe({"levels"}, {"ZTK_LOG_LEVEL="}).szErr), SizeIs(2));
 }
 
-TEST(SdkLogEnvironment, TheFileIsAppendedTo) {
+TEST_F(SdkLogEnvironment, TheFileIsAppendedTo) {
     const ScratchDirectory scratch;
     const std::string szFile = scratch.File("log");
     for (int nRun = 1; nRun <= 2; ++nRun) {
@@ -73,7 +82,7 @@ TEST(SdkLogEnvironment, TheFileIsAppendedTo) {
     }
 }
 
-TEST(SdkLogEnvironment, AFileThatCannotBeOpenedIsReportedAndStderrIsUsed) {
+TEST_F(SdkLogEnvironment, AFileThatCannotBeOpenedIsReportedAndStderrIsUsed) {
     const ProgramEnd end = Probe({"levels"}, {"ZTK_LOG_FILE=/proc/no/such/file"});
     EXPECT_EQ(end.nExit, 0);
     EXPECT_THAT(
@@ -83,7 +92,7 @@ TEST(SdkLogEnvironment, AFileThatCannotBeOpenedIsReportedAndStderrIsUsed) {
                     EndsWith("level 3"), EndsWith("level 4")));
 }
 
-TEST(SdkLogExit, LinesAreWrittenUntilTheVeryEnd) {
+TEST_F(SdkLogExit, LinesAreWrittenUntilTheVeryEnd) {
     EXPECT_THAT(
         LinesOf(Probe({"exit"}).szErr),
         ElementsAre(EndsWith("atexit handler"), EndsWith("static object"), EndsWith("destructor function")));
@@ -118,7 +127,7 @@ void ExpectEachOnce(const std::map<std::string, int>& seen) {
         EXPECT_EQ(nTimes, 1) << szLine;
 }
 
-TEST(SdkLogStorm, LinesOfThreadsAndProcessesAreNotTornInAFile) {
+TEST_F(SdkLogStorm, LinesOfThreadsAndProcessesAreNotTornInAFile) {
     const ScratchDirectory scratch;
     const std::string szFile = scratch.File("log");
     for (const std::size_t nFill : {std::size_t{20}, std::size_t{20000}}) {
@@ -131,7 +140,7 @@ TEST(SdkLogStorm, LinesOfThreadsAndProcessesAreNotTornInAFile) {
     }
 }
 
-TEST(SdkLogStorm, NorWhereStderrIsAFile) {
+TEST_F(SdkLogStorm, NorWhereStderrIsAFile) {
     const ProgramEnd end = Probe({"storm", "3", "4", "20", "5000"});
     EXPECT_EQ(end.nExit, 0);
     const auto seen = WholeLines(end.szErr, 5000);
@@ -139,7 +148,7 @@ TEST(SdkLogStorm, NorWhereStderrIsAFile) {
     ExpectEachOnce(seen);
 }
 
-TEST(SdkLogStorm, AChildForkedWhileThreadsLogWritesItsLine) {
+TEST_F(SdkLogStorm, AChildForkedWhileThreadsLogWritesItsLine) {
     const ScratchDirectory scratch;
     const std::string szFile = scratch.File("log");
     const ProgramEnd end = Probe({"fork", "25"}, {"ZTK_LOG_FILE=" + szFile});
