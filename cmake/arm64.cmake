@@ -24,4 +24,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L ${ZTK_TARGET_ROOT})
+# The static one: Debian's other qemu-aarch64 knows plugins, whose list of processors ends a forked child of a program
+# with threads when the child starts a thread of its own.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static -L ${ZTK_TARGET_ROOT})

@@ -11,9 +11,11 @@ fail() {
     exit 1
 }
 
-# "type bind visibility section name" of every dynamic symbol
+# "type bind visibility section name" of every dynamic symbol; those of type SECTION, which ARM64 libraries have, are
+# marks for the linker
 dynamic_symbols() {
-    "$readelf" -W --dyn-syms "$library" | awk '$1 ~ /^[0-9]+:$/ && NF >= 8 { print $4, $5, $6, $7, $8 }'
+    "$readelf" -W --dyn-syms "$library" |
+        awk '$1 ~ /^[0-9]+:$/ && NF >= 8 && $4 != "SECTION" { print $4, $5, $6, $7, $8 }'
 }
 
 # The values of one tag of the dynamic section, without brackets.

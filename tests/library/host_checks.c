@@ -13,6 +13,7 @@
 #include "tests/library/check.h"
 #include "tests/library/every_export.h"
 #include "tests/library/process_state.h"
+#include "tests/support/emulator.h"
 
 enum { kMaxThreads = 32, kReclaimers = 2 };
 
@@ -55,6 +56,11 @@ static void CheckReclaimers(const pid_t* pBefore, int nBefore, int* pFailures) {
     const int nThreads = ListThreads(threads, kMaxThreads);
     int i = 0;
     CHECK_EQUAL(pFailures, nThreads, nBefore + kReclaimers);
+    if (IsEmulated()) {
+        fputs("NOT TESTED HERE: which signals the reclaimers block; the emulator does not tell the kernel\n",
+              stderr);
+        return;
+    }
     for (; i < nThreads; ++i) {
         if (!IsAmong(threads[i], pBefore, nBefore)) CHECK(pFailures, BlocksAllSignals(threads[i]));
     }

@@ -7,7 +7,10 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+
+#include "tests/library/test_board.h"
 
 namespace ztk::test {
 namespace {
@@ -64,8 +67,24 @@ MemInfoCover::~MemInfoCover() {
 
 }  // namespace ztk::test
 
+namespace {
+
+/// Tests of one program find nothing of each other.
+class Alone : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo& /*test*/) override { TestLogForget(); }
+
+    void OnTestEnd(const testing::TestInfo& /*test*/) override {
+        if (!ztk::test::HasPrivateShm()) return;
+        for (const std::string& name : ztk::test::ShmEntries())
+            std::filesystem::remove_all("/dev/shm/" + name);
+    }
+};
+
+}  // namespace
+
 int main(int nCount, char** ppArguments) {
     testing::InitGoogleTest(&nCount, ppArguments);
     ztk::test::g_bPrivateShm = ztk::test::EnterPrivateShm(ZTK_SHM_BYTES);
+    testing::UnitTest::GetInstance()->listeners().Append(new Alone);
     return RUN_ALL_TESTS();
 }

@@ -100,3 +100,10 @@ extern "C" ZTK_TEST_BOARD int ZTK_LOG_GetLogLevel(void) {
     const std::lock_guard guard(record.lock);
     return record.nLevel;
 }
+
+void TestLogForget(void) {
+    auto& record = TheRecord();
+    const std::lock_guard guard(record.lock);
+    record.lines.clear();
+    record.nLevel = 0;
+}

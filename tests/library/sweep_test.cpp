@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -67,11 +66,6 @@ class Sweep : public testing::Test {
     void SetUp() override {
         SKIP_WITHOUT_PRIVATE_SHM();
         RecordedLog::Clear();
-    }
-
-    void TearDown() override {
-        for (const std::string& name : ShmEntries())
-            std::filesystem::remove_all(Path(name));
     }
 
     const std::string own_ = std::to_string(getpid());

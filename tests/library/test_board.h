@@ -28,6 +28,9 @@ ZTK_TEST_BOARD void TestRockitOnFree(void (*pCallback)(void));
 /** Log lines so far, whatever their level. */
 ZTK_TEST_BOARD int TestLogLines(void);
 
+/** Forgets what a test left: lines, where they are kept, and the level it set. */
+ZTK_TEST_BOARD void TestLogForget(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -17,6 +17,8 @@ using ztk::test::SystemCalls;
 
 bool g_bPrivateShm = false;
 
+constexpr int kAllSkipped = 77;  ///< as ctest knows it
+
 // Before the constructors of the objects under test: the pools sweep /dev/shm and start threads in theirs.
 constexpr int kBeforeAllOthers = 101;
 [[gnu::constructor(kBeforeAllOthers)]] void EnterOwnShm() {
@@ -44,7 +46,7 @@ int main(int nCount, char** ppArguments) {
     testing::InitGoogleMock(&nCount, ppArguments);
     if (!g_bPrivateShm && !GTEST_FLAG_GET(list_tests)) {
         std::puts("[  SKIPPED ] all tests of this program: they need a /dev/shm of their own (see above)");
-        return 0;
+        return kAllSkipped;
     }
     testing::UnitTest::GetInstance()->listeners().Append(new FreshStart);
     return RUN_ALL_TESTS();

@@ -9,6 +9,7 @@
 #include "listed_record.h"
 #include "pool/address_index.h"
 #include "pool/block_list.h"
+#include "support/emulator.h"
 
 namespace ztk::test {
 namespace {
@@ -94,7 +95,8 @@ class BlockListModelTest : public ::testing::TestWithParam<unsigned> {
 };
 
 TEST_P(BlockListModelTest, AgreesWithASortedListSearchedFromEndToEnd) {
-    for (int nStep = 0; nStep < 100'000; ++nStep) {
+    const int nSteps = IsEmulated() ? 5'000 : 100'000;
+    for (int nStep = 0; nStep < nSteps; ++nStep) {
         const std::uint64_t nChoice = Draw(1000);
         if (nChoice < 60) {
             InsertOne();
@@ -125,7 +127,8 @@ TEST(AddressIndexModelTest, AgreesWithAMap) {
     std::map<std::uint64_t, int> model;
     // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the same run every time
     std::mt19937 generator(5);
-    for (int nStep = 0; nStep < 200'000; ++nStep) {
+    const int nSteps = IsEmulated() ? 20'000 : 200'000;
+    for (int nStep = 0; nStep < nSteps; ++nStep) {
         const std::uint64_t nAddress = 4096 * (1 + generator() % 3000);
         switch (generator() % 4) {
             case 0:

@@ -29,9 +29,15 @@ int CountBlockedSignals() {
     return nBlocked;
 }
 
-/// All but the two that cannot be blocked and those that the C library keeps to itself.
+/// As many as can be blocked at all: fewer under an emulator, which keeps two for itself.
 int CountBlockableSignals() {
-    return SIGRTMAX - (SIGRTMIN - __SIGRTMIN) - 2;
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const int nBlocked = CountBlockedSignals();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return nBlocked;
 }
 
 template <class Kind>
