@@ -23,9 +23,8 @@
 // refused, before the lock where they can see it and under it otherwise; they touch only the flag and the
 // lock, which have no destructors.
 //
-// A forked child finds the pool whole (see PrepareFork). It settles in it with its first call; until then,
-// and also when the fork went past the handlers, the owner's process id tells the teardown what is not its
-// own.
+// A forked child finds the pool whole (see PrepareFork). It settles in it with its first call, or with the
+// teardown. When the fork went past the handlers the owner's process id tells the teardown so.
 #pragma once
 
 #include <unistd.h>
@@ -70,7 +69,7 @@ class BlockPool {
     }
 
     /// Gives back every block, busy or not. The idle total keeps its value.
-    void FreeAllMemory() ZTK_EXCLUDES(lock_) { GiveBackAll(false); }
+    void FreeAllMemory() ZTK_EXCLUDES(lock_) { GiveBackAll(); }
 
     /// The reclaimer's work, on its thread, until UnInit().
     void DoFreeUnbusyMemoryWork() {
@@ -83,9 +82,8 @@ class BlockPool {
     Status UnInit() ZTK_EXCLUDES(lock_) {
         // Closed before the lock is had: a child forked while this waits for it finds a pool that refuses.
         if (bClosed_.exchange(true)) return ZTK_SUCCESS;
-        const bool bInherited = getpid() != nOwner_.load();
-        if (bInherited) StartAfreshInChild();
-        GiveBackAll(bInherited);
+        if (getpid() != nOwner_) StartAfreshInChild();
+        GiveBackAll();
         reclaimer_.Stop();
         return static_cast<Status>(lock_.Destroy());
     }
@@ -195,13 +193,12 @@ class BlockPool {
     void StartAfreshInChild() ZTK_NO_LOCK_ANALYSIS {
         lock_.RestartInChild();
         reclaimer_.ForgetInChild();
+        nOwner_ = getpid();
         bForked_ = true;
     }
 
     /// A forked child that goes on to use the pool makes it its own.
     void SettleInChild() ZTK_REQUIRES(lock_) {
-        bForked_ = false;
-        nOwner_.store(getpid());
         DisownParents();
         static_cast<Pool*>(this)->StartReclaimer();
     }
@@ -209,6 +206,7 @@ class BlockPool {
     /// The child keeps what it has its own copies of. Everything else belongs to the parent, which still
     /// uses it: here it is only memory.
     void DisownParents() ZTK_REQUIRES(lock_) {
+        bForked_ = false;
         for (auto& [place, list] : lists_) {
             if (Pool::SurvivesFork(place)) continue;
             list.ForEach([this](const Block& block) ZTK_NO_LOCK_ANALYSIS {
@@ -276,9 +274,9 @@ class BlockPool {
         SubtractRedundant(block.nSize);
     }
 
-    void GiveBackAll(bool bInherited) ZTK_EXCLUDES(lock_) {
+    void GiveBackAll() ZTK_EXCLUDES(lock_) {
         const WriteGuard guard(lock_);
-        if (bInherited) DisownParents();
+        if (bForked_) DisownParents();
         for (const auto& [place, list] : lists_) {
             list.ForEach([this](const Block& block) ZTK_NO_LOCK_ANALYSIS {
                 Pool::UnmakeBlock(block, index_.Find(AddressOf(block)).place);
@@ -300,7 +298,7 @@ class BlockPool {
     AddressIndex<Where> index_ ZTK_GUARDED_BY(lock_);
     std::atomic<std::uint64_t> nRedundantSize_{0};
     std::atomic<bool> bClosed_{false};
-    std::atomic<pid_t> nOwner_{getpid()};         ///< the process that the blocks belong to
+    pid_t nOwner_ = getpid();                     ///< set anew while a child has one thread
     bool bForked_ ZTK_GUARDED_BY(lock_) = false;  ///< in a child that has not used the pool yet
     bool bLockedByFork_ = false;                  ///< between PrepareFork() and its Resume
 };

@@ -266,6 +266,35 @@ TYPED_TEST(PoolForkTest, AForkWaitsForAThreadInsideThePool) {
     this->ExpectParentUnharmed();
 }
 
+// ---- a child that ends while another of its threads settles in the pool -------------------------------
+
+TYPED_TEST(PoolForkTest, TheChildsEndWaitsForItsFirstCall) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
+    this->Fork([this] {
+        std::thread ending;
+        std::atomic<bool> bEnded{false};
+        const auto endMeanwhile = [&] {
+            if (ending.joinable()) return;
+            const int nCalls = SystemCalls::Count("getpid");
+            ending = std::thread([&] {
+                this->ThePool().UnInit();
+                bEnded = true;
+            });
+            while (SystemCalls::Count("getpid") == nCalls)
+                std::this_thread::yield();
+            for (int i = 0; i < 1000; ++i)
+                std::this_thread::yield();
+            EXPECT_FALSE(bEnded);
+        };
+        SystemCalls::Before("getpid", 1, endMeanwhile);
+        SystemCalls::Before("pthread_sigmask", 1, endMeanwhile);
+        this->Allocate(20'000);
+        ending.join();
+        EXPECT_TRUE(bEnded);
+    });
+    this->ExpectParentUnharmed();
+}
+
 // ---- a fork by the thread that is inside the pool ----------------------------------------------------
 
 std::function<void()> g_fork;
