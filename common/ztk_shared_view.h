@@ -29,6 +29,8 @@
  *  - In the instant between the owner's creating the object and stamping its header it is too short or
  *    its header is zero. Names received from the owner are past that.
  *  - Other processes can write into the block: what you decide on, copy first.
+ *  - A plain flag in the block does not tell on ARM64 that what was written before it has arrived: set it by
+ *    a release store, read it by an acquire load, or tell by a system call (a pipe, a semaphore).
  */
 #ifndef ZTK_SHARED_VIEW_H
 #define ZTK_SHARED_VIEW_H
