@@ -31,8 +31,11 @@ class ZTK_CAPABILITY("pool lock") RwLock {
     int Destroy() { return pthread_rwlock_destroy(&lock_); }
 
     /// For a forked child: the threads that held or awaited the lock do not exist here, so their traces in
-    /// it would block the child for ever.
-    void RestartInChild() { pthread_rwlock_init(&lock_, nullptr); }
+    /// it would block the child for ever, as they would if the lock could not be started afresh.
+    void RestartInChild() {
+        constexpr pthread_rwlock_t kFree = PTHREAD_RWLOCK_INITIALIZER;
+        if (pthread_rwlock_init(&lock_, nullptr) != 0) lock_ = kFree;
+    }
 
   private:
     /// Looks a few times whether the lock is free again before the kernel is asked to wait for it. Looks

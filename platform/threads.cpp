@@ -7,10 +7,11 @@ namespace ztk {
 
 int CreateThreadEx(std::uint64_t* pThread, ThreadRoutine startRoutine, void* arg) {
     pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
+    int nResult = pthread_attr_init(&attributes);
+    if (nResult != 0) return nResult;
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_JOINABLE);
     pthread_t thread{};
-    const int nResult = pthread_create(&thread, &attributes, startRoutine, arg);
+    nResult = pthread_create(&thread, &attributes, startRoutine, arg);
     pthread_attr_destroy(&attributes);
     if (nResult == 0) *pThread = thread;
     return nResult;

@@ -14,14 +14,17 @@ class SignalsBlocked {
     SignalsBlocked() {
         sigset_t all;
         sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
+        bBlocked_ = pthread_sigmask(SIG_SETMASK, &all, &before_) == 0;
     }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    ~SignalsBlocked() {
+        if (bBlocked_) pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
     SignalsBlocked(const SignalsBlocked&) = delete;
     SignalsBlocked& operator=(const SignalsBlocked&) = delete;
 
   private:
     sigset_t before_{};
+    bool bBlocked_ = false;
 };
 
 int CreateThreadWithoutSignals(std::uint64_t* pThread, ThreadRoutine routine, void* arg) {

@@ -3,8 +3,8 @@
 // Every call that the product makes by one of the names below goes through here (the linker's --wrap), in
 // every build variant: malloc free mmap munmap shm_open shm_unlink ftruncate fallocate close opendir readdir
 // closedir lstat kill getpid usleep pause strtol dlopen dlsym clock_gettime gettimeofday pthread_create
-// pthread_join pthread_sigmask pthread_mutex_{init,lock,trylock,unlock,destroy}
-// pthread_cond_{init,wait,timedwait,signal,broadcast,destroy} pthread_rwlock_{destroy,trywrlock,wrlock}.
+// pthread_join pthread_sigmask pthread_attr_init pthread_mutex_{init,lock,trylock,unlock,destroy}
+// pthread_cond_{init,wait,timedwait,signal,broadcast,destroy} pthread_rwlock_{init,destroy,trywrlock,wrlock}.
 //
 // The calls of the test's own code go through here, too (std::mutex locks by pthread_mutex_lock); calls
 // inside the shared libstdc++ and libc do not (std::thread, std::filesystem). Another name is refused by an

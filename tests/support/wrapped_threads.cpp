@@ -29,6 +29,12 @@ int __wrap_pthread_sigmask(int nHow, const sigset_t* pSet, sigset_t* pBefore) {
     return __real_pthread_sigmask(nHow, pSet, pBefore);
 }
 
+int __real_pthread_attr_init(pthread_attr_t* pAttributes);
+int __wrap_pthread_attr_init(pthread_attr_t* pAttributes) {
+    if (const auto nError = PlannedFailure<IndexOf("pthread_attr_init")>()) return *nError;
+    return __real_pthread_attr_init(pAttributes);
+}
+
 int __real_pthread_mutex_init(pthread_mutex_t* pMutex, const pthread_mutexattr_t* pAttributes);
 int __wrap_pthread_mutex_init(pthread_mutex_t* pMutex, const pthread_mutexattr_t* pAttributes) {
     if (const auto nError = PlannedFailure<IndexOf("pthread_mutex_init")>()) return *nError;
@@ -81,6 +87,12 @@ int __real_pthread_cond_destroy(pthread_cond_t* pCond);
 int __wrap_pthread_cond_destroy(pthread_cond_t* pCond) {
     if (const auto nError = PlannedFailure<IndexOf("pthread_cond_destroy")>()) return *nError;
     return __real_pthread_cond_destroy(pCond);
+}
+
+int __real_pthread_rwlock_init(pthread_rwlock_t* pLock, const pthread_rwlockattr_t* pAttributes);
+int __wrap_pthread_rwlock_init(pthread_rwlock_t* pLock, const pthread_rwlockattr_t* pAttributes) {
+    if (const auto nError = PlannedFailure<IndexOf("pthread_rwlock_init")>()) return *nError;
+    return __real_pthread_rwlock_init(pLock, pAttributes);
 }
 
 int __real_pthread_rwlock_destroy(pthread_rwlock_t* pLock);

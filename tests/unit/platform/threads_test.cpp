@@ -57,6 +57,14 @@ TEST(Threads, ThatCannotBeStartedLeaveTheHandleAlone) {
     EXPECT_THAT(FakeLog::Lines(), IsEmpty());
 }
 
+TEST(Threads, WithoutTheirAttributesAreNotStarted) {
+    std::uint64_t thread = 17;
+    SystemCalls::Fail("pthread_attr_init", 1, ENOMEM);
+    EXPECT_EQ(ENOMEM, CreateThreadEx(&thread, AnswerArgument, nullptr));
+    EXPECT_EQ(17U, thread);
+    EXPECT_EQ(0, SystemCalls::Count("pthread_create"));
+}
+
 TEST(JoinThread, OfNoThreadReturnsAtOnce) {
     int nUntouched = 0;
     void* pResult = &nUntouched;

@@ -124,6 +124,21 @@ TYPED_TEST(PoolStartTest, TheStarterKeepsItsSignalsWhenTheThreadCannotBeStarted)
     EXPECT_EQ(CountBlockedSignals(), nBefore);
 }
 
+TYPED_TEST(PoolStartTest, TheStarterKeepsItsSignalsWhenTheyCannotBeBlocked) {
+    sigset_t before;
+    sigset_t mine;
+    sigemptyset(&mine);
+    sigaddset(&mine, SIGUSR2);
+    pthread_sigmask(SIG_SETMASK, &mine, &before);
+    SystemCalls::Fail("pthread_sigmask", 1, EINVAL);
+    {
+        const typename TestFixture::Pool pool;
+        this->time_.AwaitSleepers(1);
+    }
+    EXPECT_EQ(CountBlockedSignals(), 1);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 TYPED_TEST(PoolStartTest, WithoutAnExitEventThePoolWorksWithoutReclaimer) {
     Bookkeeping::FailNew(TypeParam::kNewsBeforeEvent + 1);
     typename TestFixture::Pool pool;
