@@ -33,9 +33,9 @@ bool IsOutOfSpace(int nError) {
 
 /// Has the kernel set the object's pages aside. ftruncate() reserves nothing: on a full /dev/shm the first
 /// touch of a page would kill the process instead. Returns false, with errno, when the pages cannot be had;
-/// a file system that cannot reserve is no failure. Signals interrupt the call and undo its work, so it
-/// goes on in smaller steps until one fits between two signals.
-bool ReservePages(std::int32_t hOsMapping, std::uint64_t nLen) {
+/// a file system that cannot reserve is no failure, as long as the object has its length (@p bSized). Signals
+/// interrupt the call and undo its work, so it goes on in smaller steps until one fits between two signals.
+bool ReservePages(std::int32_t hOsMapping, std::uint64_t nLen, bool bSized) {
     constexpr std::uint64_t kSmallestStep = 65'536;
     std::uint64_t nStep = nLen;
     for (std::uint64_t nDone = 0; nDone < nLen;) {
@@ -45,7 +45,7 @@ bool ReservePages(std::int32_t hOsMapping, std::uint64_t nLen) {
         } else if (errno == EINTR) {
             nStep = std::max(nStep / 2, kSmallestStep);
         } else {
-            return !IsOutOfSpace(errno);
+            return bSized && !IsOutOfSpace(errno);
         }
     }
     return true;
@@ -68,8 +68,8 @@ void LogHeadNotUnmapped(int nLine, void* pHead) {
 }
 
 /// Backs the object with memory and stamps its header. Returns 0 or a status code.
-Status StampHeader(std::int32_t hOsMapping, const char* pName, std::uint64_t nMappingLen) {
-    const bool bReserved = ReservePages(hOsMapping, nMappingLen);
+Status StampHeader(std::int32_t hOsMapping, const char* pName, std::uint64_t nMappingLen, bool bSized) {
+    const bool bReserved = ReservePages(hOsMapping, nMappingLen, bSized);
     void* pHead = bReserved ? MapShared(hOsMapping, kHeaderSize, PROT_READ | PROT_WRITE) : nullptr;
     if (pHead == nullptr) {
         ZTK_LOG_WriteLog(kLogError,
@@ -99,10 +99,9 @@ void UndoCreation(std::int32_t hOsMapping, const char* pName) {
 /// Opens or creates the object with its length and header. Returns its descriptor or kNoMapping.
 std::int32_t CreateObject(const char* pName, std::uint64_t nMappingLen, std::uint32_t* pErr) {
     const std::int32_t hOsMapping = shm_open(pName, O_RDWR | O_CREAT, kOwnerOnly);
-    // Not looked at: a length that did not take shows when the pages are reserved. It runs on a missing
-    // descriptor, too, so the number in the next line is this call's EBADF; field tooling knows it so.
-    const int nIgnored = ftruncate(hOsMapping, static_cast<off_t>(nMappingLen));
-    static_cast<void>(nIgnored);
+    // No failure in itself: reserving the pages gives the object its length, too. It runs on a missing
+    // descriptor as well, so the number in the next line is this call's EBADF; field tooling knows it so.
+    const bool bSized = ftruncate(hOsMapping, static_cast<off_t>(nMappingLen)) == 0;
     if (hOsMapping == kNoMapping) {
         ZTK_LOG_WriteLog(kLogError,
                          PLAIN_LINE("CreateMapping_Linux", 78,
@@ -111,7 +110,7 @@ std::int32_t CreateObject(const char* pName, std::uint64_t nMappingLen, std::uin
         *pErr = ERR_NO_MEMORY;
         return kNoMapping;
     }
-    *pErr = StampHeader(hOsMapping, pName, nMappingLen);
+    *pErr = StampHeader(hOsMapping, pName, nMappingLen, bSized);
     if (*pErr == ZTK_SUCCESS) return hOsMapping;
     UndoCreation(hOsMapping, pName);
     return kNoMapping;

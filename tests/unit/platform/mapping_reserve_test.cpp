@@ -53,6 +53,16 @@ TEST_P(NoReservation, WhereTheFileSystemCannotIsNoFailure) {
 INSTANTIATE_TEST_SUITE_P(Errors, NoReservation,
                          testing::Values(EOPNOTSUPP, ENOSYS, EINVAL, ENODEV, EPERM, ESPIPE));
 
+// The first touch of an object without a length would kill the process.
+TEST_F(ReservedPages, CannotBeDoneWithoutWhenTheObjectHasNoLength) {
+    SystemCalls::Fail("ftruncate", 1, EINVAL);
+    SystemCalls::Fail("fallocate", 1, EOPNOTSUPP);
+    EXPECT_EQ(kNoMapping, Create(4096));
+    EXPECT_EQ(0x80100009U, nErr_);
+    EXPECT_THAT(FakeLog::Lines(), ElementsAre(MmapLine(EOPNOTSUPP), ClosingLine(kNoMapping, 4096)));
+    ExpectNothingLeft();
+}
+
 // ---- signals ---------------------------------------------------------------------------------------
 
 TEST_F(ReservedPages, AreAskedForAgainInHalfTheStepAfterASignal) {
