@@ -1,0 +1,198 @@
+// Makes every call of the library fail.
+//
+//   ztk_torture_faults LIBRARY singles [SCENARIO]   every call of every scenario, once and from then on:
+//   prints what came
+//                                                   of each, for single-faults to compare
+//   ztk_torture_faults LIBRARY pairs SECONDS SEED   every ordered pair of calls of every scenario: checks
+//   what holds
+//                                                   whatever fails
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/private_shm.h"
+#include "torture/faults/mem_info_text.h"
+#include "torture/faults/pair_rules.h"
+#include "torture/faults/run.h"
+#include "torture/faults/shared_result.h"
+#include "torture/report.h"
+
+namespace ztk::torture {
+namespace {
+
+/// Every way in which a recorded call can fail.
+template <class Visit>
+void ForEachKind(const RecordedCall& call, const Visit& visit) {
+    for (const FaultKind& kind : AllFaultKinds()) {
+        if (kind.call == call.point.call) visit(kind);
+    }
+}
+
+void PrintOutcome(const Scenario& scenario, const Fault& fault, const Outcome& outcome) {
+    const char* szKind = fault.pKind == nullptr ? "none" : fault.pKind->szName;
+    const char* szMode = fault.pKind == nullptr ? "-" : fault.bFromThenOn ? "on" : "once";
+    std::printf("RUN %s %d %s %d %s\n", scenario.name.c_str(), fault.point.nRole, szKind,
+                fault.point.nOccurrence, szMode);
+    for (const std::string& line : outcome.lines)
+        std::printf(" %s\n", line.c_str());
+}
+
+bool IsSame(const Point& a, const Point& b) {
+    return a.nRole == b.nRole && a.call == b.call && a.nOccurrence == b.nOccurrence;
+}
+
+/// A fork has the same calls in parent and child.
+std::vector<RecordedCall> EachOnce(const std::vector<RecordedCall>& calls) {
+    std::vector<RecordedCall> each;
+    for (const RecordedCall& call : calls) {
+        const auto isSame = [&call](const RecordedCall& other) { return IsSame(call.point, other.point); };
+        if (std::none_of(each.begin(), each.end(), isSame)) each.push_back(call);
+    }
+    // side by side threads come in any order
+    std::stable_sort(each.begin(), each.end(), [](const RecordedCall& a, const RecordedCall& b) {
+        return a.point.nRole < b.point.nRole;
+    });
+    return each;
+}
+
+void RunSingles(const Scenario& scenario, const std::string& libraryPath) {
+    const Outcome clean = RunScenario(scenario, {}, libraryPath);
+    PrintOutcome(scenario, {}, clean);
+    for (const RecordedCall& call : EachOnce(clean.calls)) {
+        ForEachKind(call, [&](const FaultKind& kind) {
+            for (const bool bFromThenOn : {false, true}) {
+                if (bFromThenOn && kind.bOnceOnly) continue;
+                const Fault fault{call.point, &kind, bFromThenOn};
+                PrintOutcome(scenario, fault, RunScenario(scenario, {fault}, libraryPath));
+            }
+        });
+    }
+}
+
+// ---- pairs -------------------------------------------------------------------------------------------
+
+/// The calls that come after one: behind it on the same thread, and all on the others.
+std::vector<RecordedCall> CallsAfter(const std::vector<RecordedCall>& calls, const Point& first) {
+    std::vector<RecordedCall> after;
+    bool bBehind = false;
+    for (const RecordedCall& call : calls) {
+        if (IsSame(call.point, first)) {
+            bBehind = true;
+        } else if (bBehind || call.point.nRole != first.nRole) {
+            after.push_back(call);
+        }
+    }
+    return after;
+}
+
+class Pairs {
+  public:
+    Pairs(std::string libraryPath, int nSeconds, unsigned nSeed)
+        : libraryPath_(std::move(libraryPath)),
+          end_(Now() + std::chrono::seconds(nSeconds)),
+          random_(nSeed) {}
+
+    /// The whole list, or as much of it, in random order, as there is time for.
+    void RunAll() {
+        CollectJobs();
+        std::shuffle(jobs_.begin(), jobs_.end(), random_);
+        for (const Job& job : jobs_) {
+            if (Now() >= end_) break;
+            Check(job);
+        }
+        std::printf("%zu first faults, %zu pairs, %zu of them run\n", nFirst_, jobs_.size(), nRun_);
+    }
+
+    std::size_t Run() const { return nRun_; }
+    std::size_t Differences() const { return nDifferences_; }
+
+  private:
+    struct Job {
+        const Scenario* pScenario;
+        const Outcome* pClean;
+        Fault first;
+        Fault second;
+    };
+
+    static std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
+
+    /// A call that fails by the failure marker of mmap() ends the program: nothing comes after.
+    static bool EndsAll(const FaultKind& kind) { return kind.bMarker; }
+
+    void CollectJobs() {
+        for (const Scenario& scenario : AllScenarios()) {
+            const auto* pClean =
+                new Outcome(RunScenarioQuickly(scenario, {}, libraryPath_));  // kept to the end
+            for (const RecordedCall& call : EachOnce(pClean->calls)) {
+                ForEachKind(call, [&](const FaultKind& kind) {
+                    if (!EndsAll(kind)) CollectAfter(scenario, *pClean, {call.point, &kind, false});
+                });
+            }
+        }
+    }
+
+    void CollectAfter(const Scenario& scenario, const Outcome& clean, const Fault& first) {
+        ++nFirst_;
+        const Outcome outcome = RunScenarioQuickly(scenario, {first}, libraryPath_);
+        for (const RecordedCall& call : EachOnce(CallsAfter(outcome.calls, first.point))) {
+            ForEachKind(call, [&](const FaultKind& kind) {
+                if (!EndsAll(kind)) jobs_.push_back({&scenario, &clean, first, {call.point, &kind, false}});
+            });
+        }
+    }
+
+    void Check(const Job& job) {
+        ++nRun_;
+        const std::vector<Fault> faults = {job.first, job.second};
+        const Outcome outcome = RunScenarioQuickly(*job.pScenario, faults, libraryPath_);
+        const std::vector<std::string> wrong = Violations(job.pScenario->name, *job.pClean, outcome, faults);
+        if (wrong.empty()) return;
+        ++nDifferences_;
+        std::printf("DIFFERENCE %s: %d %s %d, then %d %s %d\n", job.pScenario->name.c_str(),
+                    job.first.point.nRole, job.first.pKind->szName, job.first.point.nOccurrence,
+                    job.second.point.nRole, job.second.pKind->szName, job.second.point.nOccurrence);
+        for (const std::string& line : wrong)
+            std::printf("  wrong: %s\n", line.c_str());
+        for (const std::string& line : outcome.lines)
+            std::printf("    %s\n", line.c_str());
+    }
+
+    std::string libraryPath_;
+    std::chrono::steady_clock::time_point end_;
+    std::mt19937 random_;
+    std::vector<Job> jobs_;
+    std::size_t nFirst_ = 0;
+    std::size_t nRun_ = 0;
+    std::size_t nDifferences_ = 0;
+};
+
+int Main(const std::vector<std::string>& words) {
+    if (words.size() < 2) return 2;
+    const std::string& libraryPath = words.at(0);
+    MakeSharedResult();
+    MakeMemInfoTexts();
+    if (words.at(1) == "singles") {
+        for (const Scenario& scenario : AllScenarios()) {
+            if (words.size() < 3 || scenario.name == words.at(2)) RunSingles(scenario, libraryPath);
+        }
+        return 0;
+    }
+    const auto nSeed = static_cast<unsigned>(std::stoul(words.at(3)));
+    Pairs pairs(libraryPath, std::stoi(words.at(2)), nSeed);
+    pairs.RunAll();
+    return Report("fault-pairs", pairs.Run(), pairs.Differences(), nSeed);
+}
+
+}  // namespace
+}  // namespace ztk::torture
+
+int main(int nCount, char** ppArguments) {
+    if (!ztk::test::EnterPrivateShm()) {
+        return ztk::torture::ReportSkipped("fault-pairs", "no private /dev/shm");
+    }
+    return ztk::torture::Main({ppArguments + 1, ppArguments + nCount});
+}
