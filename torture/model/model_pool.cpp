@@ -116,6 +116,10 @@ void ModelPool::WakeUp(std::int64_t nNow, int nLogLevel, const LogText& wrote, L
     Dump(wrote, lines);
 }
 
+int ModelPool::WakeUpsUntilCheck() const {
+    return kEveryFourth - nWakeUps_;
+}
+
 // ---- dumps -------------------------------------------------------------------------------------------
 
 void ModelPool::Dump(const LogText& wrote, LogText& lines) const {

@@ -51,6 +51,9 @@ class ModelPool {
     /// A wake-up of the reclaimer.
     void WakeUp(std::int64_t nNow, int nLogLevel, const LogText& wrote, LogText& lines);
 
+    /// How many wake-ups until the idle total is checked: 1 to 4.
+    int WakeUpsUntilCheck() const;
+
     const std::vector<ModelBlock>& Blocks() const { return blocks_; }
     std::uint64_t RedundantSize() const { return nRedundant_; }
 
