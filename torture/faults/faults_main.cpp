@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -96,26 +97,24 @@ class Pairs {
           end_(Now() + std::chrono::seconds(nSeconds)),
           random_(nSeed) {}
 
-    /// The whole list, or as much of it, in random order, as there is time for.
+    /// All of them, or as many, in random order of the first, as there is time for.
     void RunAll() {
-        CollectJobs();
-        std::shuffle(jobs_.begin(), jobs_.end(), random_);
-        for (const Job& job : jobs_) {
-            if (Now() >= end_) break;
-            Check(job);
-        }
-        std::printf("%zu first faults, %zu pairs, %zu of them run\n", nFirst_, jobs_.size(), nRun_);
+        CollectFirsts();
+        std::shuffle(firsts_.begin(), firsts_.end(), random_);
+        std::size_t nFirsts = 0;
+        for (; nFirsts < firsts_.size() && Now() < end_; ++nFirsts)
+            RunAllAfter(firsts_[nFirsts]);
+        std::printf("%zu of %zu first faults, each with every fault after it\n", nFirsts, firsts_.size());
     }
 
     std::size_t Run() const { return nRun_; }
     std::size_t Differences() const { return nDifferences_; }
 
   private:
-    struct Job {
+    struct First {
         const Scenario* pScenario;
-        const Outcome* pClean;
-        Fault first;
-        Fault second;
+        std::shared_ptr<const Outcome> pClean;
+        Fault fault;
     };
 
     static std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
@@ -123,38 +122,38 @@ class Pairs {
     /// A call that fails by the failure marker of mmap() ends the program: nothing comes after.
     static bool EndsAll(const FaultKind& kind) { return kind.bMarker; }
 
-    void CollectJobs() {
+    void CollectFirsts() {
         for (const Scenario& scenario : AllScenarios()) {
-            const auto* pClean =
-                new Outcome(RunScenarioQuickly(scenario, {}, libraryPath_));  // kept to the end
+            const auto pClean =
+                std::make_shared<const Outcome>(RunScenarioQuickly(scenario, {}, libraryPath_));
             for (const RecordedCall& call : EachOnce(pClean->calls)) {
                 ForEachKind(call, [&](const FaultKind& kind) {
-                    if (!EndsAll(kind)) CollectAfter(scenario, *pClean, {call.point, &kind, false});
+                    if (!EndsAll(kind)) firsts_.push_back({&scenario, pClean, {call.point, &kind, false}});
                 });
             }
         }
     }
 
-    void CollectAfter(const Scenario& scenario, const Outcome& clean, const Fault& first) {
-        ++nFirst_;
-        const Outcome outcome = RunScenarioQuickly(scenario, {first}, libraryPath_);
-        for (const RecordedCall& call : EachOnce(CallsAfter(outcome.calls, first.point))) {
+    void RunAllAfter(const First& first) {
+        const Outcome outcome = RunScenarioQuickly(*first.pScenario, {first.fault}, libraryPath_);
+        for (const RecordedCall& call : EachOnce(CallsAfter(outcome.calls, first.fault.point))) {
             ForEachKind(call, [&](const FaultKind& kind) {
-                if (!EndsAll(kind)) jobs_.push_back({&scenario, &clean, first, {call.point, &kind, false}});
+                if (!EndsAll(kind)) Check(first, {call.point, &kind, false});
             });
         }
     }
 
-    void Check(const Job& job) {
+    void Check(const First& first, const Fault& second) {
         ++nRun_;
-        const std::vector<Fault> faults = {job.first, job.second};
-        const Outcome outcome = RunScenarioQuickly(*job.pScenario, faults, libraryPath_);
-        const std::vector<std::string> wrong = Violations(job.pScenario->name, *job.pClean, outcome, faults);
+        const std::vector<Fault> faults = {first.fault, second};
+        const Outcome outcome = RunScenarioQuickly(*first.pScenario, faults, libraryPath_);
+        const std::vector<std::string> wrong =
+            Violations(first.pScenario->name, *first.pClean, outcome, faults);
         if (wrong.empty()) return;
         ++nDifferences_;
-        std::printf("DIFFERENCE %s: %d %s %d, then %d %s %d\n", job.pScenario->name.c_str(),
-                    job.first.point.nRole, job.first.pKind->szName, job.first.point.nOccurrence,
-                    job.second.point.nRole, job.second.pKind->szName, job.second.point.nOccurrence);
+        std::printf("DIFFERENCE %s: %d %s %d, then %d %s %d\n", first.pScenario->name.c_str(),
+                    first.fault.point.nRole, first.fault.pKind->szName, first.fault.point.nOccurrence,
+                    second.point.nRole, second.pKind->szName, second.point.nOccurrence);
         for (const std::string& line : wrong)
             std::printf("  wrong: %s\n", line.c_str());
         for (const std::string& line : outcome.lines)
@@ -164,8 +163,7 @@ class Pairs {
     std::string libraryPath_;
     std::chrono::steady_clock::time_point end_;
     std::mt19937 random_;
-    std::vector<Job> jobs_;
-    std::size_t nFirst_ = 0;
+    std::vector<First> firsts_;
     std::size_t nRun_ = 0;
     std::size_t nDifferences_ = 0;
 };

@@ -6,8 +6,10 @@
 #include <time.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
+#include <string_view>
 
 #include "external/rockit.h"
 #include "external/ztk_log.h"
@@ -28,7 +30,9 @@ constexpr unsigned kShortEvery = 997;
 constexpr std::uint64_t kPage = 4096;
 
 std::atomic<unsigned> g_nReadings{0};
-std::atomic<std::uint64_t> g_nLines{0};
+std::atomic<std::uint64_t> g_nChecks{0};
+std::atomic<std::uint64_t> g_nDumps{0};
+std::atomic<std::uint64_t> g_nFreed{0};
 std::atomic<int> g_nLevel{0};
 
 }  // namespace
@@ -36,8 +40,9 @@ std::atomic<int> g_nLevel{0};
 void SetLogLevel(int nLevel) {
     g_nLevel.store(nLevel, std::memory_order_relaxed);
 }
-std::uint64_t CountLogLines() {
-    return g_nLines.load(std::memory_order_relaxed);
+Background CountBackground() {
+    return {g_nChecks.load(std::memory_order_relaxed), g_nDumps.load(std::memory_order_relaxed),
+            g_nFreed.load(std::memory_order_relaxed)};
 }
 
 }  // namespace ztk::torture
@@ -89,8 +94,14 @@ int32_t RK_MPI_MMZ_Free(MB_BLK blk) {
     return 0;
 }
 
-void ZTK_LOG_WriteLog(int /*level*/, const char* /*format*/, ...) {
-    ztk::torture::g_nLines.fetch_add(1, std::memory_order_relaxed);
+void ZTK_LOG_WriteLog(int /*level*/, const char* format, ...) {
+    va_list values;
+    va_start(values, format);
+    const std::string_view function = va_arg(values, const char*);
+    va_end(values);
+    if (function == "DoFreeUnbusyMemoryWork") ztk::torture::g_nChecks.fetch_add(1, std::memory_order_relaxed);
+    if (function == "DumpMemoryInfo") ztk::torture::g_nDumps.fetch_add(1, std::memory_order_relaxed);
+    if (function == "FreeUnbusyMemory") ztk::torture::g_nFreed.fetch_add(1, std::memory_order_relaxed);
 }
 int ZTK_LOG_GetLogLevel(void) {
     return ztk::torture::g_nLevel.load(std::memory_order_relaxed);

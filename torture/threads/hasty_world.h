@@ -5,6 +5,14 @@
 namespace ztk::torture {
 
 void SetLogLevel(int nLevel);
-std::uint64_t CountLogLines();
+
+/// What was done while the threads worked: checks of the idle total, dumps and blocks that went back to the
+/// system.
+struct Background {
+    std::uint64_t nChecks;
+    std::uint64_t nDumpLines;
+    std::uint64_t nFreed;
+};
+Background CountBackground();
 
 }  // namespace ztk::torture

@@ -204,7 +204,13 @@ int Main(int nSeconds, std::uint64_t nSeed, std::size_t nThreads) {
         nDone += worker.Done();
         nWrong += worker.Wrong();
     }
-    std::printf("%zu threads, %lu log lines\n", nThreads, CountLogLines());
+    const Background background = CountBackground();
+    std::printf("%zu threads; %lu checks of the idle total, %lu lines of dumps, %lu blocks given back\n",
+                nThreads, background.nChecks, background.nDumpLines, background.nFreed);
+    if (background.nChecks == 0 || background.nDumpLines == 0 || background.nFreed == 0) {
+        std::puts("DIFFERENCE: the reclaimers did not run beside the threads");
+        ++nWrong;
+    }
     return Report(kPart, nDone, nWrong, nSeed);
 }
 
