@@ -54,6 +54,22 @@ int CountMappings(const char* szPart) {
     return nCount;
 }
 
+int CountAllMappings(void) {
+    return CountMappings("");
+}
+
+long Kilobytes(const char* szKey) {
+    char szLine[256];
+    long nKilobytes = -1;
+    FILE* pStatus = fopen("/proc/self/status", "re");
+    if (pStatus == NULL) return -1;
+    while (fgets(szLine, sizeof(szLine), pStatus) != NULL) {
+        if (strncmp(szLine, szKey, strlen(szKey)) == 0) nKilobytes = strtol(szLine + strlen(szKey), NULL, 10);
+    }
+    fclose(pStatus);
+    return nKilobytes;
+}
+
 int CountObjectsOf(pid_t nProcess) {
     char szPrefix[32];
     snprintf(szPrefix, sizeof(szPrefix), "ZTKTool-%d-", (int)nProcess);

@@ -17,6 +17,12 @@ int CountDescriptors(void);
 /** Lines of /proc/self/maps that contain @p szPart. */
 int CountMappings(const char* szPart);
 
+/** All lines of /proc/self/maps. */
+int CountAllMappings(void);
+
+/** The figure of a line of /proc/self/status in kB, as of "RssAnon:"; -1 if there is none. */
+long Kilobytes(const char* szKey);
+
 /** Objects in /dev/shm that bear the id of @p nProcess in the library's way. */
 int CountObjectsOf(pid_t nProcess);
 
