@@ -26,6 +26,9 @@ struct Fed {
 
 Fed g_fed;
 
+/// On the thread that feeds; the pools that are linked in have threads of their own.
+thread_local bool g_bFeeding = false;
+
 /// One mapping of as many bytes as were asked for, and not one more.
 void* Map(std::size_t nLen) {
     auto* pMapped = static_cast<unsigned char*>(std::malloc(nLen));
@@ -78,6 +81,7 @@ bool IsCleared(const unsigned char* pView, const HeaderBytes& header) {
 std::string CheckOwnView(const HeaderBytes& header) {
     g_fed.pHeader = &header;
     g_fed.lines.clear();
+    g_bFeeding = true;
     std::uint32_t nErr = 77;
     auto* pView = static_cast<unsigned char*>(MapView_Linux(kObject, kObjectLen, &nErr));
     const Expectation expected = Expected(JudgeOwnView(header));
@@ -88,6 +92,7 @@ std::string CheckOwnView(const HeaderBytes& header) {
         bGood =
             IsCleared(pView, header) && UnmapView_Linux(pView, kObjectLen, &nErr) == 0 && g_fed.nMapped == 0;
     }
+    g_bFeeding = false;
     return bGood ? "" : "the owner's view of " + Hex(header) + ": status " + std::to_string(nErr);
 }
 
@@ -103,6 +108,7 @@ std::string CheckConsumersView(const HeaderBytes& header, const std::string& nam
 
 }  // namespace ztk::torture
 
+using ztk::torture::g_bFeeding;
 using ztk::torture::g_fed;
 using ztk::torture::kObject;
 
@@ -112,6 +118,7 @@ void* __real_mmap(void* pAddr, std::size_t nLen, int nProtection, int nFlags, in
 void* __wrap_mmap(void* pAddr, std::size_t nLen, int nProtection, int nFlags, int hFile, off_t nOffset);
 int __real_munmap(void* pAddr, std::size_t nLen);
 int __wrap_munmap(void* pAddr, std::size_t nLen);
+int __real_madvise(void* pAddr, std::size_t nLen, int nAdvice);
 int __wrap_madvise(void* pAddr, std::size_t nLen, int nAdvice);
 
 void* __wrap_mmap(void* pAddr, std::size_t nLen, int nProtection, int nFlags, int hFile, off_t nOffset) {
@@ -120,17 +127,18 @@ void* __wrap_mmap(void* pAddr, std::size_t nLen, int nProtection, int nFlags, in
 }
 
 int __wrap_munmap(void* pAddr, std::size_t nLen) {
-    if (g_fed.nMapped == 0) return __real_munmap(pAddr, nLen);
+    if (!g_bFeeding) return __real_munmap(pAddr, nLen);
     std::free(pAddr);
     --g_fed.nMapped;
     return 0;
 }
 
-int __wrap_madvise(void* /*pAddr*/, std::size_t /*nLen*/, int /*nAdvice*/) {
-    return 0;
+int __wrap_madvise(void* pAddr, std::size_t nLen, int nAdvice) {
+    return g_bFeeding ? 0 : __real_madvise(pAddr, nLen, nAdvice);
 }
 
 __attribute__((visibility("default"))) void ZTK_LOG_WriteLog(int /*level*/, const char* format, ...) {
+    if (!g_bFeeding) return;
     std::va_list args;
     va_start(args, format);
     static_cast<void>(va_arg(args, const char*));
