@@ -16,7 +16,7 @@ constexpr char kPart[] = "exits";
 
 void ExitOnce(Run& run) {
     const char* const szExiting = run.Pick(0, 1) == 0 ? "main" : "worker";
-    const std::string laps = std::to_string(run.Pick(1, 60));
+    const std::string laps = std::to_string(run.Pick(1, 23));
     const auto ending = test::RunProgram({ZTK_EXIT_RACE_PATH, szExiting, laps});
     run.Expect(ending == test::Exited(0), "exit %llu (%s after %s laps): exit code %d, signal %d",
                static_cast<unsigned long long>(run.Runs()), szExiting, laps.c_str(), ending.nExitCode,

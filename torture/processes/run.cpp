@@ -56,6 +56,7 @@ bool Run::GoesOn() const {
     return nRuns_ < nCount_ || Clock::now() - started_ < std::chrono::seconds(nSeconds_);
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks a printf() format
 void Run::Differs(const char* szFormat, ...) {
     std::va_list args;
     va_start(args, szFormat);
@@ -64,6 +65,7 @@ void Run::Differs(const char* szFormat, ...) {
     ++nDifferences_;
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): as above
 void Run::Expect(bool bTrue, const char* szFormat, ...) {
     if (bTrue) return;
     std::va_list args;
