@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include "standins/rockit/block_source.h"
 
@@ -36,13 +37,15 @@ MB_BLK AsHandle(std::uintptr_t nHandle) {
 
 }  // namespace
 
-BlockRegistry::BlockRegistry(std::uint64_t nCapacity) : capacity_(nCapacity), owner_(getpid()) {}
+BlockRegistry::BlockRegistry(std::uint64_t nCapacity, ztk_board::Board* pBoard)
+    : capacity_(nCapacity), pBoard_(pBoard), owner_(getpid()) {}
 
 std::int32_t BlockRegistry::Allocate(std::uint32_t nLength, MB_BLK* pHandle) {
     const std::lock_guard<std::mutex> guard(lock_);
     std::int32_t nResult = -ENOMEM;
     try {
-        nResult = MakeBlock(nLength, pHandle);
+        const bool bScripted = pBoard_ != nullptr && pBoard_->Fails(ztk_board::Call::kMmz);
+        if (!bScripted) nResult = MakeBlock(nLength, pHandle);
     } catch (const std::bad_alloc&) {
         // The maps or the heap directory's names: short of memory all the same.
     }
@@ -54,10 +57,24 @@ std::int32_t BlockRegistry::MakeBlock(std::uint32_t nLength, MB_BLK* pHandle) {
     if (nLength == 0 || pHandle == nullptr) return -EINVAL;
     const std::size_t nBytes = WholePages(nLength);
     if (counters_.nLiveBytes > capacity_ || nBytes > capacity_ - counters_.nLiveBytes) return -ENOMEM;
+    if (pBoard_ == nullptr) return MapAndRecord(nBytes, 0, pHandle);
+    const std::optional<std::uint64_t> nPlace = pBoard_->PlaceMmz(nBytes);
+    if (!nPlace) return -ENOMEM;
+    try {
+        const std::int32_t nResult = MapAndRecord(nBytes, *nPlace, pHandle);
+        if (nResult != 0) GivePlaceBack(*nPlace);
+        return nResult;
+    } catch (const std::bad_alloc&) {
+        GivePlaceBack(*nPlace);
+        throw;
+    }
+}
+
+std::int32_t BlockRegistry::MapAndRecord(std::size_t nBytes, std::uint64_t nPlace, MB_BLK* pHandle) {
     void* pAddr = MapBlock(kDmaHeapDirectory, nBytes);
     if (pAddr == nullptr) return -errno;
     try {
-        *pHandle = AsHandle(Record({pAddr, nBytes, owner_}));
+        *pHandle = AsHandle(Record({pAddr, nBytes, owner_, nPlace}));
     } catch (const std::bad_alloc&) {
         UnmapBlock(pAddr, nBytes);
         throw;
@@ -67,6 +84,10 @@ std::int32_t BlockRegistry::MakeBlock(std::uint32_t nLength, MB_BLK* pHandle) {
     counters_.nLiveBytes += nBytes;
     counters_.nPeakBytes = std::max(counters_.nPeakBytes, counters_.nLiveBytes);
     return 0;
+}
+
+void BlockRegistry::GivePlaceBack(std::uint64_t nPlace) {
+    if (pBoard_ != nullptr) pBoard_->RemoveMmz(nPlace);
 }
 
 std::uintptr_t BlockRegistry::Record(const Block& block) {
@@ -97,6 +118,7 @@ std::int32_t BlockRegistry::Free(MB_BLK hBlock) {
     handles_.erase(block.pAddr);
     blocks_.erase(entry);
     UnmapBlock(block.pAddr, block.nBytes);
+    GivePlaceBack(block.nPlace);
     ++counters_.nFrees;
     --counters_.nLiveBlocks;
     counters_.nLiveBytes -= block.nBytes;

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "external/rockit.h"
+#include "standins/board/board.h"
 #include "standins/rockit/ztk_rockit_standin.h"
 
 namespace ztk_standin {
@@ -21,7 +22,8 @@ namespace ztk_standin {
 /// reused: they stay mapped.
 class BlockRegistry {
   public:
-    explicit BlockRegistry(std::uint64_t nCapacity);
+    /// @param pBoard where every block also needs a place in the board's one area; null on a plain desk.
+    explicit BlockRegistry(std::uint64_t nCapacity, ztk_board::Board* pBoard = nullptr);
 
     /// Returns 0 or a negative errno value.
     std::int32_t Allocate(std::uint32_t nLength, MB_BLK* pHandle);
@@ -44,10 +46,13 @@ class BlockRegistry {
         void* pAddr;
         std::size_t nBytes;
         pid_t nOwner;
+        std::uint64_t nPlace;  ///< where it starts in the board's area
     };
     using Blocks = std::map<std::uintptr_t, Block>;
 
     std::int32_t MakeBlock(std::uint32_t nLength, MB_BLK* pHandle);
+    std::int32_t MapAndRecord(std::size_t nBytes, std::uint64_t nPlace, MB_BLK* pHandle);
+    void GivePlaceBack(std::uint64_t nPlace);
     std::uintptr_t Record(const Block& block);
     Blocks::iterator Find(MB_BLK hBlock);
     [[nodiscard]] bool IsOwn(const Block& block) const { return block.nOwner == owner_; }
@@ -57,6 +62,7 @@ class BlockRegistry {
     std::map<void*, std::uintptr_t> handles_;
     ZtkRockitCounters counters_{};
     std::uint64_t capacity_;
+    ztk_board::Board* pBoard_;
     std::uintptr_t nextSerial_ = 1;
     pid_t owner_;
 };

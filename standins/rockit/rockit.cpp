@@ -4,8 +4,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 #include "external/rockit.h"
+#include "standins/board/board.h"
 #include "standins/rockit/block_registry.h"
 #include "standins/rockit/capacity_text.h"
 #include "standins/rockit/ztk_rockit_standin.h"
@@ -29,9 +31,15 @@ std::uint64_t CapacityFromEnvironment() {
     return kDefaultCapacity;
 }
 
+BlockRegistry* MakeRegistry() {
+    ztk_board::Board* pBoard = ztk_board::Board::OfEnvironment();
+    if (pBoard == nullptr) return new BlockRegistry(CapacityFromEnvironment());
+    return new BlockRegistry(std::numeric_limits<std::uint64_t>::max(), pBoard);  // the area is the limit
+}
+
 // Never destroyed: other libraries free their blocks while the process exits, in any order.
 BlockRegistry& TheRegistry() {
-    static auto* const pRegistry = new BlockRegistry(CapacityFromEnvironment());
+    static auto* const pRegistry = MakeRegistry();
     return *pRegistry;
 }
 

@@ -14,7 +14,8 @@
  * of them are.
  *
  * Environment: ZTK_ROCKIT_CAPACITY, read at load: bytes, optionally with K, M or G (1024-based); the
- * default is 256M.
+ * default is 256M. Programs that ztk-board runs share one area instead, of the board's size: a block needs
+ * a gap there that is long enough, also when it needs no more bytes than are free.
  */
 #ifndef ZTK_ROCKIT_STANDIN_H
 #define ZTK_ROCKIT_STANDIN_H
