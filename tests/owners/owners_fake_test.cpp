@@ -172,7 +172,7 @@ TEST_F(Owners, ASharedBlockIsRefused) {
 TEST_F(Owners, ContainersGetBlocksOfTheAlignmentTheyNeed) {
     std::pmr::memory_resource* pHeap = ztk::HeapResource();
     std::pmr::memory_resource* pMmz = ztk::MmzResource();
-    for (const std::size_t nAlign : {1, 8, 16})
+    for (const std::size_t nAlign : {std::size_t{1}, std::size_t{8}, std::size_t{16}})
         pHeap->deallocate(pHeap->allocate(100, nAlign), 100, nAlign);
     pHeap->deallocate(pHeap->allocate(100, 32), 100, 32);
     pMmz->deallocate(pMmz->allocate(0, 4096), 0, 4096);
