@@ -7,6 +7,15 @@ target_compile_options(ztk_strict INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wlogical-op -Wduplicated-cond>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>)
 
+if(NOT ZTK_SANITIZE)
+    # What is shipped has no path of the machine that built it: the same bytes from any folder. Debuggers find the
+    # sources from the source tree's root.
+    set(ztk_shipped $<CONFIG:RelWithDebInfo,Release>)
+    target_compile_options(ztk_strict INTERFACE
+        $<${ztk_shipped}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
+        $<${ztk_shipped}:-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>)
+endif()
+
 if(ZTK_SANITIZE)
     # Through the global flags, so that nothing is linked without the runtime.
     add_compile_options(-fsanitize=${ZTK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
