@@ -122,7 +122,7 @@ int Board::Create(const std::string& path, const BoardPlan& plan) {
     return nError;
 }
 
-Board* Board::Attach(const char* szPath) {
+std::unique_ptr<Board> Board::Attach(const char* szPath) {
     const int hFile = open(szPath, O_RDWR | O_CLOEXEC);
     if (hFile < 0) return nullptr;
     void* pMapping = HasLength(hFile, sizeof(State)) ? MapAll(hFile, sizeof(State)) : nullptr;
@@ -131,7 +131,7 @@ Board* Board::Attach(const char* szPath) {
     errno = nError;
     if (pMapping == nullptr) return nullptr;
     auto* pState = static_cast<State*>(pMapping);
-    if (pState->nMagic == kMagic) return new (std::nothrow) Board(pState);
+    if (pState->nMagic == kMagic) return std::unique_ptr<Board>(new Board(pState));
     munmap(pMapping, sizeof(State));
     errno = EINVAL;
     return nullptr;
@@ -139,7 +139,11 @@ Board* Board::Attach(const char* szPath) {
 
 Board* Board::OfEnvironment() {
     const char* szPath = std::getenv(kBoardVariable);
-    return szPath == nullptr || szPath[0] == '\0' ? nullptr : Attach(szPath);
+    return szPath == nullptr || szPath[0] == '\0' ? nullptr : Attach(szPath).release();
+}
+
+Board::~Board() {
+    munmap(pState_, sizeof(State));
 }
 
 const BoardPlan& Board::Plan() const {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -49,11 +50,15 @@ class Board {
     /// Makes the file. Returns 0 or an errno value.
     static int Create(const std::string& path, const BoardPlan& plan);
 
-    /// Maps the file, for good. Null, with errno set, if it cannot or is none of this build's.
-    static Board* Attach(const char* szPath);
+    /// Maps the file. Null, with errno set, if it cannot or is none of this build's.
+    static std::unique_ptr<Board> Attach(const char* szPath);
 
-    /// The board this process is on, by its environment; null on a plain desk.
+    /// The board this process is on, by its environment, for good; null on a plain desk.
     static Board* OfEnvironment();
+
+    ~Board();
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
 
     const BoardPlan& Plan() const;
 

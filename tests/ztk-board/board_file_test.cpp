@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 
 #include "report.h"
@@ -29,8 +30,7 @@ class BoardFile : public testing::Test {
 
     std::string Path() const { return folder_ + "/board"; }
 
-    /// Attachments are for good, as in the programs.
-    Board* Make() {
+    std::unique_ptr<Board> Make() {
         BoardPlan plan;
         plan.nMemory = 10 * kArea;
         plan.nMmz = kArea;
@@ -44,8 +44,8 @@ class BoardFile : public testing::Test {
 };
 
 TEST_F(BoardFile, TwoProgramsPlaceInOneArea) {
-    Board* pFirst = Make();
-    Board* pSecond = Board::Attach(Path().c_str());
+    const std::unique_ptr<Board> pFirst = Make();
+    const std::unique_ptr<Board> pSecond = Board::Attach(Path().c_str());
     ASSERT_NE(pFirst, nullptr);
     ASSERT_NE(pSecond, nullptr);
     EXPECT_EQ(pFirst->PlaceMmz(400), 0U);
@@ -65,7 +65,7 @@ TEST_F(BoardFile, TwoProgramsPlaceInOneArea) {
 }
 
 TEST_F(BoardFile, WhatADeadProcessHadIsGivenBackWhenRoomIsWanted) {
-    Board* pBoard = Make();
+    const std::unique_ptr<Board> pBoard = Make();
     ASSERT_NE(pBoard, nullptr);
     const pid_t nChild = fork();
     if (nChild == 0) _exit(pBoard->PlaceMmz(kArea) == 0U ? 0 : 1);
@@ -81,7 +81,7 @@ TEST_F(BoardFile, AFullTableIsAFullArea) {
     BoardPlan plan;
     plan.nMmz = 2 * ztk_board::kMostExtents;
     ASSERT_EQ(Board::Create(Path(), plan), 0);
-    Board* pBoard = Board::Attach(Path().c_str());
+    const std::unique_ptr<Board> pBoard = Board::Attach(Path().c_str());
     ASSERT_NE(pBoard, nullptr);
     for (std::size_t i = 0; i < ztk_board::kMostExtents; ++i)
         ASSERT_EQ(pBoard->PlaceMmz(1), i);
@@ -89,11 +89,11 @@ TEST_F(BoardFile, AFullTableIsAFullArea) {
 }
 
 TEST_F(BoardFile, CallsAreCountedTogether) {
-    Board* pFirst = Make();
-    Board* pSecond = Board::Attach(Path().c_str());
+    const std::unique_ptr<Board> pFirst = Make();
+    const std::unique_ptr<Board> pSecond = Board::Attach(Path().c_str());
     std::string failed;
     for (int nCall = 0; nCall < 6; ++nCall)
-        failed += (nCall % 2 == 0 ? pFirst : pSecond)->Fails(Call::kMmz) ? 'x' : '.';
+        failed += (nCall % 2 == 0 ? *pFirst : *pSecond).Fails(Call::kMmz) ? 'x' : '.';
     EXPECT_EQ(failed, ".x.xxx");
     EXPECT_FALSE(pFirst->Fails(Call::kShm));
     EXPECT_EQ(pSecond->Calls(Call::kMmz).nCalls, 6U);
@@ -102,7 +102,7 @@ TEST_F(BoardFile, CallsAreCountedTogether) {
 }
 
 TEST_F(BoardFile, KeepsTheLeastAvailable) {
-    Board* pBoard = Make();
+    const std::unique_ptr<Board> pBoard = Make();
     EXPECT_EQ(pBoard->LeastAvailable(), 10 * kArea);
     pBoard->NoteAvailable(500);
     pBoard->NoteAvailable(700);
@@ -124,7 +124,7 @@ TEST_F(BoardFile, NoOtherFileIsABoard) {
 }
 
 TEST_F(BoardFile, TheReportTellsWhatHappened) {
-    Board* pBoard = Make();
+    const std::unique_ptr<Board> pBoard = Make();
     for (int nCall = 0; nCall < 3; ++nCall)
         pBoard->Fails(Call::kMmz);
     EXPECT_EQ(pBoard->PlaceMmz(kArea + 1), std::nullopt);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <system_error>
 
 #include "options.h"
@@ -60,7 +61,7 @@ int Run(const Options& options) {
     const std::string boardFile = folder.File("board");
     errno = Board::Create(boardFile, options.plan);
     Check(errno == 0, boardFile);
-    Board* pBoard = Board::Attach(boardFile.c_str());
+    const std::unique_ptr<Board> pBoard = Board::Attach(boardFile.c_str());
     Check(pBoard != nullptr, boardFile);
 
     MemInfoFile memInfo(folder.File("meminfo"), *pBoard);
