@@ -1,12 +1,15 @@
-// A fixed number of operations, for counting their instructions under callgrind: everything of a row that is
-// not to be counted happens before and after ztk_bench_measured().
+// A fixed number of operations, for counting their instructions: everything of a row that is not to be
+// counted happens before and after ztk_bench_measured(). Callgrind counts from outside; on a board the
+// processor does.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <vector>
 
+#include "instruction_counter.h"
 #include "ztk_common.h"
 
 namespace {
@@ -14,7 +17,7 @@ namespace {
 constexpr std::size_t kSize = 1024;
 constexpr std::size_t kFresh = 10;  ///< blocks that the row "new" makes
 
-enum class Operation { kPair, kRelease, kNew, kSharedPair };
+enum class Operation { kPair, kRelease, kNew, kSharedPair, kAvailable, kSetting };
 
 void* Take() {
     void* pBlock = nullptr;
@@ -57,12 +60,51 @@ extern "C" __attribute__((noinline)) void ztk_bench_measured(Operation enOperati
                 FreePoolSharedMemory(pBlock);
             }
             break;
+        case Operation::kAvailable:
+            for (std::size_t i = 0; i < nCount; ++i)
+                GetAvailableOSSize();
+            break;
+        case Operation::kSetting:
+            for (std::size_t i = 0; i < nCount; ++i)
+                GetImageBufferNodeNum();
+            break;
     }
 }
 
 namespace {
 
 constexpr std::size_t kPairs = 1000;
+
+/// Measures, and counts if there is a counter. That of none is taken off: the way in and out.
+class Measurement {
+  public:
+    explicit Measurement(const InstructionCounter* pCounter) : counter_(pCounter) {}
+
+    void Run(Operation enOperation, void** ppBlocks, std::size_t nCount) {
+        if (counter_ == nullptr) return ztk_bench_measured(enOperation, ppBlocks, nCount);
+        const std::uint64_t nNothing = Count(enOperation, ppBlocks, 0);
+        counted_ += Count(enOperation, ppBlocks, nCount) - nNothing;
+    }
+
+    /// Takes off what reading /proc/meminfo cost: what the two functions that log alike differ by.
+    void TakeOffMemInfo(std::size_t nTimes) {
+        if (counter_ == nullptr) return;
+        counted_ -=
+            Count(Operation::kAvailable, nullptr, nTimes) - Count(Operation::kSetting, nullptr, nTimes);
+    }
+
+    std::uint64_t Counted() const { return counted_; }
+
+  private:
+    std::uint64_t Count(Operation enOperation, void** ppBlocks, std::size_t nCount) const {
+        counter_->On();
+        ztk_bench_measured(enOperation, ppBlocks, nCount);
+        return counter_->Off();
+    }
+
+    const InstructionCounter* counter_;
+    std::uint64_t counted_ = 0;
+};
 
 std::vector<void*> TakeMany(std::size_t nCount) {
     std::vector<void*> blocks(nCount);
@@ -71,54 +113,66 @@ std::vector<void*> TakeMany(std::size_t nCount) {
 }
 
 /// One idle block among nLive: the last that is handed out, so that whoever searches has the most to search.
-std::size_t Pair(std::size_t nLive) {
+std::size_t Pair(std::size_t nLive, Measurement& measurement) {
     for (void* pBlock : TakeMany(nLive))
         FreePoolMemory(pBlock);
     const std::vector<void*> blocks = TakeMany(nLive);
     FreePoolMemory(blocks.back());
-    ztk_bench_measured(Operation::kPair, nullptr, kPairs);
+    measurement.Run(Operation::kPair, nullptr, kPairs);
     return kPairs;
 }
 
 /// Every live block, in an order that has nothing to do with that of the addresses, but is always the same.
-std::size_t Release(std::size_t nLive) {
+std::size_t Release(std::size_t nLive, Measurement& measurement) {
     const std::vector<void*> blocks = TakeMany(nLive);
     constexpr std::size_t kStep = 1237;  // a prime: every block has its turn
     std::vector<void*> mixed;
     for (std::size_t i = 0; i < nLive; ++i)
         mixed.push_back(blocks[i * kStep % nLive]);
-    ztk_bench_measured(Operation::kRelease, mixed.data(), nLive);
+    measurement.Run(Operation::kRelease, mixed.data(), nLive);
     return nLive;
 }
 
-std::size_t New(std::size_t nLive) {
+std::size_t New(std::size_t nLive, Measurement& measurement) {
     TakeMany(nLive);
     std::vector<void*> fresh(kFresh);
-    ztk_bench_measured(Operation::kNew, fresh.data(), kFresh);
+    measurement.Run(Operation::kNew, fresh.data(), kFresh);
+    measurement.TakeOffMemInfo(kFresh);
     return kFresh;
 }
 
-std::size_t SharedPair() {
+std::size_t SharedPair(Measurement& measurement) {
     FreePoolSharedMemory(TakeShared());
-    ztk_bench_measured(Operation::kSharedPair, nullptr, kPairs);
+    measurement.Run(Operation::kSharedPair, nullptr, kPairs);
     return kPairs;
+}
+
+/// Returns how many operations were measured; 0: there is no such row.
+std::size_t RunRow(const char* szRow, std::size_t nLive, Measurement& measurement) {
+    if (nLive > 0 && std::strcmp(szRow, "pair") == 0) return Pair(nLive, measurement);
+    if (nLive > 0 && std::strcmp(szRow, "release") == 0) return Release(nLive, measurement);
+    if (nLive > 0 && std::strcmp(szRow, "new") == 0) return New(nLive, measurement);
+    if (nLive == 1 && std::strcmp(szRow, "shared-pair") == 0) return SharedPair(measurement);
+    return 0;
 }
 
 }  // namespace
 
-/// Prints how many operations were measured.
+/// Prints how many operations were measured and, if it was to count them, their instructions.
 int main(int argc, char** argv) {
-    const char* szRow = argc == 3 ? argv[1] : "";
-    const std::size_t nLive = argc == 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
-    std::size_t nOperations = 0;
-    if (nLive > 0 && std::strcmp(szRow, "pair") == 0) nOperations = Pair(nLive);
-    if (nLive > 0 && std::strcmp(szRow, "release") == 0) nOperations = Release(nLive);
-    if (nLive > 0 && std::strcmp(szRow, "new") == 0) nOperations = New(nLive);
-    if (nLive == 1 && std::strcmp(szRow, "shared-pair") == 0) nOperations = SharedPair();
+    const bool bCount = argc == 4 && std::strcmp(argv[3], "count") == 0;
+    std::optional<InstructionCounter> counter;
+    if (bCount) counter.emplace();
+    Measurement measurement(bCount ? &*counter : nullptr);
+    const std::size_t nOperations =
+        argc == 3 || bCount ? RunRow(argv[1], std::strtoul(argv[2], nullptr, 10), measurement) : 0;
     if (nOperations == 0) {
-        std::fputs("usage: ztk_bench_instructions pair|release|new LIVE | shared-pair 1\n", stderr);
+        std::fputs("usage: ztk_bench_instructions pair|release|new LIVE [count] | shared-pair 1 [count]\n",
+                   stderr);
         return 2;
     }
-    std::printf("%zu\n", nOperations);
+    std::printf("%zu", nOperations);
+    if (bCount) std::printf(" %llu", static_cast<unsigned long long>(measurement.Counted()));
+    std::putchar('\n');
     return 0;
 }
