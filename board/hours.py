@@ -1,0 +1,115 @@
+"""What the log of board_hours has to be: the plan of hours_main.cpp, told by a small model of the two pools."""
+import datetime
+import difflib
+import re
+
+MIB = 1 << 20
+LIMIT = 300 * MIB
+IDLE_AGE = 30
+MINUTES = 180
+HEAP, MMZ = 0, 1
+
+# (minute, second, pool, blocks, size, kind): taken together and freed together
+PLAN = [(10, 10, "local", 4, 100 * MIB, HEAP), (20, 40, "local", 2, 151 * MIB, HEAP),
+        (30, 10, "local", 3, 100 * MIB, HEAP), (60, 10, "local", 1, 4096, HEAP),
+        (70, 10, "shared", 2, 151 * MIB, HEAP), (80, 10, "local", 1, 8 * MIB, MMZ),
+        (90, 10, "local", 3, 100 * MIB, HEAP)]
+for _minute in range(100, 160):
+    PLAN += [(_minute, 10, "local", 1, 10 * MIB, HEAP), (_minute, 10, "shared", 1, 4096, HEAP)]
+
+
+class Pool:
+    """Its idle blocks, and what it writes."""
+
+    def __init__(self, name):
+        self.name, self.lines, self.takers, self.blocks = name, [], [], []  # blocks: [kind, size, idle since]
+
+    def leave_idle(self, second, count, size, kind):
+        free = [block for block in self.blocks if block[:2] == [kind, size]][:count]
+        for _ in range(count - len(free)):
+            self.blocks.append([kind, size, second])
+            if self.name == "shared":
+                self.takers += [(second, "CreateMapping_Linux@149]CreateMapping_Linux pName[NAME],hOsMapping[ADDRESS], "
+                                         f"nMappingLen[{size}],enMemType[0] "),
+                                (second, "MapView_Linux@268]MapView_Linux hMapping[ADDRESS], pView[ADDRESS],"
+                                         f"nMappingLen[{size}], byMMZ[0], nErrCode[0] "),
+                                (second, f"AllocateMemory@180][ZtkCommon] Allocate shared memory addr=ADDRESS, size={size}")]
+            else:
+                self.takers.append(
+                    (second, f"AllocateMemory@160][ZtkCommon] Allocate system memory addr=ADDRESS, size={size}"))
+        for block in free:
+            block[2] = second
+
+    def minute(self, second):
+        limit, freed, kind = (321, 372, "shared") if self.name == "shared" else (318, 373, "system")
+        idle = sum(size for _, size, _ in self.blocks)
+        self.say(second, f"DoFreeUnbusyMemoryWork@{limit}", f"Current redundant memory size: {idle} bytes, "
+                                                            f"allow limit size: {LIMIT} bytes")
+        if idle > LIMIT:
+            for block in sorted(block for block in self.blocks if second - block[2] >= IDLE_AGE):
+                self.say(second, f"FreeUnbusyMemory@{freed}", f"Free {kind} memory addr=ADDRESS, size={block[1]}")
+                self.blocks.remove(block)
+        self.dump(second)
+
+    def dump(self, second):
+        dumped = [(438, "Shared memory", HEAP)] if self.name == "shared" else [(439, "OS Memory", HEAP), (476, "MMZ Memory", MMZ)]
+        for number, word, kind in dumped:
+            sizes = [size for one, size, _ in self.blocks if one == kind]
+            self.say(second, f"DumpMemoryInfo@{number}",
+                     f"{word} pool contains {len(sizes)} block(s), total size: {sum(sizes)} bytes")
+
+    def say(self, second, place, text):
+        self.lines.append((second, f"{place}][ZtkCommon] {text}"))
+
+
+def expected():
+    local, shared = Pool("local"), Pool("shared")
+    local.lines.append((0, "FreeUnbusyMemoryThread@17][ZtkCommon] Free unbusy memory thread, tid=TID"))
+    shared.lines.append((0, "FreeUnbusySharedMemoryThread@25][ZtkCommon] Free unbusy shared memory thread, tid=TID"))
+    caller = [(0, f"ReleaseMemoryRes@696]ReleaseMemoryRes  find SHM Name[{name}],Type[2]") for name in (".", "..")]
+    steps = sorted([(60 * minute + second, index, step) for index, (minute, second, *step) in enumerate(PLAN)] +
+                   [(60 * minute, -1, None) for minute in range(1, MINUTES + 1)])
+    for second, _, step in steps:
+        if step is None:
+            local.minute(second)
+            shared.minute(second)
+        else:
+            pool = shared if step[0] == "shared" else local
+            pool.leave_idle(second, *step[1:])
+            caller += pool.takers
+            pool.takers = []
+    return {"caller": caller, "local reclaimer": local.lines, "shared reclaimer": shared.lines}
+
+
+def _speaker(text):
+    if re.match(r"\w+@(321|372|25|438)\]", text):
+        return "shared reclaimer"
+    return "local reclaimer" if re.match(r"\w+@(318|373|17|439|476)\]", text) else "caller"
+
+
+def _read(log):
+    """Lines by who wrote them; seconds since the first line, addresses, names and thread ids made equal."""
+    found = {"caller": [], "local reclaimer": [], "shared reclaimer": []}
+    start = None
+    for line in log.splitlines():
+        match = re.match(r"(\S+)Z (\w+) +\d+ \[(.*)", line)
+        if not match:
+            found["caller"].append((-1, line))
+            continue
+        when, text = datetime.datetime.fromisoformat(match.group(1)), match.group(3)
+        start = start or when
+        text = re.sub(r"0x[0-9a-f]+", "ADDRESS", re.sub(r"ZTKTool-\d+-[0-9a-f]+", "NAME", re.sub(r"tid=\d+", "tid=TID", text)))
+        found[_speaker(text)].append((round((when - start).total_seconds()), text))
+    return found
+
+
+def _text(lines):
+    return [f"{second // 60:3d}:{second % 60:02d} {text}" for second, text in lines]
+
+
+def difference(log):
+    """What is not as it has to be; empty if all is."""
+    wanted, found = expected(), _read(log)
+    return "\n".join(line for who in wanted for line in
+                     difflib.unified_diff(_text(wanted[who]), _text(found[who]), f"expected of the {who}",
+                                          f"written by the {who}", lineterm="", n=1))

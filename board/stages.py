@@ -1,0 +1,239 @@
+"""What runs on the board: one function a stage. Each returns the tests that ran there."""
+import dataclasses
+import pathlib
+import random
+import subprocess
+import sys
+
+import boot
+import hours
+import initramfs
+import page
+import suite
+
+HERE = pathlib.Path(__file__).resolve().parent
+BENCH = HERE.parent / "bench"
+sys.path.append(str(BENCH))
+import instruction_table  # noqa: E402 pylint: disable=wrong-import-position
+
+
+@dataclasses.dataclass
+class Test:
+    name: str
+    status: str        # ok, FAILED, skipped
+    seconds: float = 0
+    why: str = ""      # what it said when it failed, or why it was skipped
+
+
+@dataclasses.dataclass
+class Context:
+    kernel: pathlib.Path
+    base: pathlib.Path      # the initramfs with which every board boots
+    builds: dict            # of the library with its tests: "plain", "asan", "tsan"
+    work: pathlib.Path
+    cache: pathlib.Path     # of downloaded packages
+    has_heap: bool          # /dev/dma_heap: a kernel of our own
+    timeout: float
+    loud: bool = False
+
+    def boot(self, parts, command, **options):
+        setup = boot.Setup(self.kernel, [self.base, *parts], command, timeout=self.timeout, loud=self.loud)
+        return boot.boot(dataclasses.replace(setup, **options))
+
+    def pack(self, name, programs=(), script="", files=()):
+        """An initramfs with programs, by the paths that they have here, and a script /board/<name>."""
+        tree = initramfs.Tree(self.work / name)
+        build = self.builds["plain"]
+        for program in programs:
+            tree.add(build / "tests" / "board" / program)
+        for path in (*(build / "lib").glob("*.so"), *(build / "standins").glob("*.so")):
+            tree.add(path)
+        for source, place in files:
+            tree.add(source, place)
+        tree.write(f"/board/{name}", "#!/bin/sh\n" + script)
+        return tree.pack(self.work / f"{name}.cpio")
+
+    def program(self, name):
+        return self.builds["plain"] / "tests" / "board" / name
+
+
+def tests_in(outcome, least=1):
+    """What run-one told. A board that tells of fewer tests than it was given has failed."""
+    tests = []
+    for line in outcome.lines:
+        if line.startswith("@test "):
+            _, status, seconds, name = line.split(" ", 3)
+            log = outcome.files.get(name.replace("/", "_").replace(" ", "_") + ".log", b"")
+            tests.append(Test(name, status, float(seconds), log.decode("utf-8", "replace")))
+        elif line.startswith("@why ") and tests:
+            skipped = next((test for test in reversed(tests) if test.status == "skipped" and not test.why), None)
+            if skipped:
+                skipped.why = line[5:]
+    if len(tests) < least:
+        tests.append(Test("all tests were run", "FAILED", 0, f"{len(tests)} of {least}:\n" + outcome.text[-3000:]))
+    elif outcome.exit_code != 0 and not any(test.status == "FAILED" for test in tests):
+        tests.append(Test("the board's command succeeded", "FAILED", 0,
+                          f"exit code {outcome.exit_code}:\n" + outcome.text[-3000:]))
+    return tests
+
+
+def check(name, holds, why="", seconds=0.0):
+    return Test(name, "ok" if holds else "FAILED", seconds, why)
+
+
+# ---- the board itself --------------------------------------------------------------------------------------
+
+def board(context):
+    """Boots, runs a command, powers off; what goes wrong is noticed."""
+    tests = []
+    outcome = context.boot([], "/bin/true")
+    tests.append(check("boots and powers off", outcome.exit_code == 0, outcome.text, outcome.seconds))
+    outcome = context.boot([context.pack("fails", script="echo text >/results/a.txt; exit 3")], "/board/fails")
+    tests.append(check("an exit code comes back", outcome.exit_code == 3, str(outcome.exit_code)))
+    tests.append(check("a result file comes back", outcome.files == {"a.txt": b"text\n"}, str(outcome.files)))
+    for name, script, word, options in (
+            ("a board that hangs is ended", "sleep 1000", "hung", {"timeout": 8}),
+            ("a kernel that dies is noticed", "echo c >/proc/sysrq-trigger; sleep 1000", "died", {}),
+            ("a board that is off too early is noticed", "poweroff -f; sleep 1000", "died", {})):
+        try:
+            context.boot([context.pack("broken", script=script)], "/board/broken", **options)
+            tests.append(check(name, False, "it was taken for a success"))
+        except boot.BoardError as error:
+            tests.append(check(name, word in str(error), str(error)))
+    return tests
+
+
+# ---- the tests of the library --------------------------------------------------------------------------------
+
+def _suite(context, variant, **options):
+    listed = context.builds["plain"]
+    wanted, _ = suite.tests_of(listed)
+    part = suite.pack(context.builds[variant], listed, context.work / f"suite-{variant}.cpio")
+    outcome = context.boot([part], "/tests/run", cpus=2, **options)
+    return tests_in(outcome, least=len(wanted))
+
+
+def tests(context):
+    """The whole test suite, but for what needs a desk's tools."""
+    return _suite(context, "plain", memory=2048)
+
+
+def tests_asan(context):
+    """The same with the address, leak and undefined-behaviour sanitizers."""
+    return _suite(context, "asan", memory=4096)
+
+
+def tests_tsan(context):
+    """The same with the thread sanitizer."""
+    return _suite(context, "tsan", memory=4096)
+
+
+# ---- what a desk cannot show ---------------------------------------------------------------------------------
+
+def _gtest(context, name, program, environment="", others=(), **options):
+    script = f"{environment} exec /board/each-test {context.program(program)}\n"
+    return tests_in(context.boot([context.pack(name, [program, *others], script)], f"/board/{name}", **options))
+
+
+def mmz(context):
+    """MMZ from /dev/dma_heap: physically contiguous, exhausted, whole again."""
+    return _gtest(context, "mmz", "board_mmz_check", memory=1024)
+
+
+def reserve(context):
+    """The reserve of 350 MiB, on boards with little more."""
+    found = []
+    # A small kernel leaves 357 and 418 MiB available of these; a large one takes more for itself.
+    for memory in (384, 448) if context.has_heap else (448, 496):
+        for test in _gtest(context, "reserve", "board_reserve_check", memory=memory, cma="16M"):
+            found.append(dataclasses.replace(test, name=f"{test.name} ({memory} MiB)"))
+    return found
+
+
+def full_shm(context):
+    """The board's own /dev/shm full."""
+    return _gtest(context, "full-shm", "board_full_shm_check", shm="16M", memory=1024)
+
+
+def hours_of_reclaimer(context):
+    """Three hours of both reclaimers in virtual time; every line of the log."""
+    script = f"""export ZTK_LOG_LEVEL=1 ZTK_LOG_FILE=/results/hours.log
+exec {context.program("board_hours")}
+"""
+    outcome = context.boot([context.pack("hours", ["board_hours"], script)], "/board/hours", memory=2048,
+                           virtual_time=True)
+    log = outcome.files.get("hours.log", b"").decode("utf-8", "replace")
+    (context.work / "hours.log").write_text(log, encoding="utf-8")
+    ended = check("it ran to its end", outcome.exit_code == 0, outcome.text, outcome.seconds)
+    difference = hours.difference(log)
+    return [ended, check("three hours, line by line", not difference, difference)]
+
+
+def killed(context):
+    """Workers killed at random: the next load leaves nothing of them."""
+    seed = boot.random_seed()
+    found = _gtest(context, "killed", "board_killed_worker_check", f"BOARD_SEED={seed}", ["board_worker"], memory=1024)
+    return [dataclasses.replace(test, name=f"{test.name} (BOARD_SEED={seed})") for test in found]
+
+
+def power_cut(context):
+    """The power cut in the middle of work; the next boot's load."""
+    chance = random.Random(boot.random_seed())
+    found = []
+    for name, outlives in (("/dev/shm in memory", False), ("/dev/shm on a disk", True)):
+        seed, line = chance.randrange(1 << 31), chance.randrange(2, 12)
+        disk = context.work / "disk.img"
+        disk.unlink(missing_ok=True)
+        with open(disk, "wb") as file:
+            file.truncate(256 << 20)
+        subprocess.run(["/sbin/mke2fs", "-q", "-t", "ext2", disk], check=True)
+        options = {"disk": disk, "disk_use": "shm" if outlives else "data", "memory": 1024}
+        # Process ids far from those of the next boot's first processes: a recycled one would keep its objects.
+        burn = "i=0; while [ $i -lt 400 ]; do (true); i=$((i + 1)); done; "
+        work = context.pack("work", ["board_worker"], f"{burn}exec {context.program('board_worker')} {seed} lines\n")
+        outcome = context.boot([work], "/board/work", cut_after=f"@work {100 * line}", **options)
+        label = f"{name}, cut after step {100 * line}, seed {seed}"
+        found.append(check(f"cut while it worked: {label}", outcome.exit_code is None, outcome.text, outcome.seconds))
+        environment = "ZTK_SHM_OUTLIVES=1" if outlives else ""
+        for test in _gtest(context, "after", "board_after_cut_check", environment, **options):
+            if context.has_heap or "Contiguous" not in test.name:
+                found.append(dataclasses.replace(test, name=f"{test.name} ({name})"))
+    return found
+
+
+def instructions(context):
+    """Instructions of the hot paths, twice the same, and no more than the table says."""
+    rows = "\n".join(f'count {row} {live}' for row, live in instruction_table.ROWS)
+    script = f"""mount --bind /board/meminfo /proc/meminfo
+count() {{ echo "@count $1 $2 $(env -i ZTK_LOG_LEVEL=5 {context.program("board_instructions")} "$1" "$2" count)"; }}
+{rows}
+"""
+    part = context.pack("instructions", ["board_instructions"], script, [(HERE / "target" / "meminfo", "/board/meminfo")])
+    runs = []
+    for _ in range(2):
+        outcome = context.boot([part], "/board/instructions", memory=1024, virtual_time=True,
+                               same_addresses=True)
+        runs.append([line.removeprefix("@count ") for line in outcome.lines if line.startswith("@count ")])
+    found = [check(f"counted: {first}", len(first.split()) == 4 and first == second, f"then: {second}")
+             for first, second in zip(*runs)]
+    found.append(check("every row was counted", len(runs[0]) == len(runs[1]) == len(instruction_table.ROWS),
+                       outcome.text, outcome.seconds))
+    version = subprocess.run([boot.EMULATOR, "--version"], check=True, capture_output=True, text=True).stdout.split()[3]
+    counts = context.work / "instructions.counted"
+    counts.write_text(f"# libc\t{initramfs.c_library()}\n# machine\taarch64, {boot.CPU}\n"
+                      f"# counted by\tperf_event, QEMU {version} -icount\n" + "\n".join(runs[0]) + "\n", encoding="utf-8")
+    done = subprocess.run([BENCH / "count-instructions", context.builds["plain"], "--board", counts, "--check"],
+                          check=False, text=True, capture_output=True)
+    said = done.stdout + done.stderr
+    found.append(Test("no more than in bench/instructions.txt", {0: "ok", 77: "skipped"}.get(done.returncode, "FAILED"), 0, said))
+    return found
+
+
+def bring_up(context):
+    """docs/board.md, followed to the letter."""
+    cache = context.cache / "packages"
+
+    def fetch(packages):
+        return subprocess.run([HERE / "fetch", cache, *packages], check=True, text=True,
+                              capture_output=True).stdout.splitlines()
+    return page.follow(context, fetch, check)

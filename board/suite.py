@@ -1,0 +1,80 @@
+"""The tests of a build folder, as ctest would run them, for the board."""
+import json
+import pathlib
+import re
+import shlex
+import subprocess
+
+import initramfs
+
+SOURCE = pathlib.Path(__file__).resolve().parent.parent
+# What the tests read beside their own programs.
+DATA = [SOURCE / "tests" / "data" / "log_lines.txt"]
+SANITIZER_RUNTIMES = {"thread": ["libtsan.so.2"], "address,undefined": ["libasan.so.8", "libubsan.so.1"]}
+
+
+def cache_entry(build, name):
+    match = re.search(rf"^{name}:\w+=(.*)$", (build / "CMakeCache.txt").read_text(encoding="utf-8"), re.M)
+    return match.group(1) if match else ""
+
+
+class Test:
+    """One test of ctest's list."""
+
+    def __init__(self, entry):
+        self.name = entry["name"]
+        properties = {one["name"]: one["value"] for one in entry.get("properties", [])}
+        self.labels = properties.get("LABELS", [])
+        self.seconds = int(properties.get("TIMEOUT", 60))
+        self.skip_code = properties.get("SKIP_RETURN_CODE", 77)
+        self.environment = properties.get("ENVIRONMENT", [])
+        self.command = entry.get("command", [])
+
+    def line(self):
+        """For run-list. What a desk needs to start ARM64 programs is left out."""
+        words = list(self.command)
+        if words[0].endswith("with-binfmt.sh"):
+            words = words[2:]  # --or-skip
+        if words[0].endswith("qemu-aarch64"):
+            words = words[3:]  # -L FOLDER
+        words = [word.replace("detect_leaks=0", "detect_leaks=1") for word in words
+                 if not word.startswith("QEMU_LD_PREFIX=")]
+        command = shlex.join(["env", *self.environment, *words] if self.environment else words)
+        # Emulated twice as slowly, or worse, and on busy machines.
+        return f"{self.name}\t{5 * self.seconds}\t{self.skip_code}\t{command}"
+
+
+def tests_of(build):
+    """Those that run on a board, and how many are for the desk alone."""
+    listing = subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"], check=True, text=True,
+                             capture_output=True).stdout
+    tests = [Test(entry) for entry in json.loads(listing)["tests"]]
+    here = [test for test in tests if "desk" not in test.labels]
+    return here, len(tests) - len(here)
+
+
+def programs_of(build):
+    """Programs and libraries for the board, at any depth."""
+    for path in sorted(build.rglob("*")):
+        if "CMakeFiles" in path.parts or path.suffix in (".o", ".a") or path.is_symlink() or not path.is_file():
+            continue
+        with open(path, "rb") as file:
+            head = file.read(20)
+        if head[:4] == b"\x7fELF" and head[18:20] == b"\xb7\x00":
+            yield path
+
+
+def pack(build, listed, output):
+    """The tests of the list, from a build folder that may be another one than the list is from: a program with a
+    sanitizer cannot be asked for its tests on this machine. They are the same."""
+    tree = initramfs.Tree(output.with_suffix(""))
+    for path in programs_of(build):
+        tree.add(path)
+    for path in DATA:
+        tree.add(path)
+    tests, _ = tests_of(listed)
+    lines = [test.line().replace(f"{listed}/", f"{build}/") for test in tests]
+    tree.write("/tests/list", "\n".join(lines) + "\n", mode=0o644)
+    tree.write("/tests/run", "#!/bin/sh\nexec /board/run-list /tests/list\n")
+    tree.add_libraries(SANITIZER_RUNTIMES.get(cache_entry(build, "ZTK_SANITIZE"), []))
+    return tree.pack(output)
