@@ -29,14 +29,14 @@ class Pool:
         for _ in range(count - len(free)):
             self.blocks.append([kind, size, second])
             if self.name == "shared":
-                self.takers += [(second, "CreateMapping_Linux@149]CreateMapping_Linux pName[NAME],hOsMapping[ADDRESS], "
-                                         f"nMappingLen[{size}],enMemType[0] "),
-                                (second, "MapView_Linux@268]MapView_Linux hMapping[ADDRESS], pView[ADDRESS],"
-                                         f"nMappingLen[{size}], byMMZ[0], nErrCode[0] "),
-                                (second, f"AllocateMemory@180][ZtkCommon] Allocate shared memory addr=ADDRESS, size={size}")]
+                said = ["CreateMapping_Linux@149]CreateMapping_Linux pName[NAME],hOsMapping[ADDRESS], "
+                        f"nMappingLen[{size}],enMemType[0] ",
+                        "MapView_Linux@268]MapView_Linux hMapping[ADDRESS], pView[ADDRESS],"
+                        f"nMappingLen[{size}], byMMZ[0], nErrCode[0] ",
+                        f"AllocateMemory@180][ZtkCommon] Allocate shared memory addr=ADDRESS, size={size}"]
             else:
-                self.takers.append(
-                    (second, f"AllocateMemory@160][ZtkCommon] Allocate system memory addr=ADDRESS, size={size}"))
+                said = [f"AllocateMemory@160][ZtkCommon] Allocate system memory addr=ADDRESS, size={size}"]
+            self.takers += [(second, line) for line in said]
         for block in free:
             block[2] = second
 
@@ -52,7 +52,9 @@ class Pool:
         self.dump(second)
 
     def dump(self, second):
-        dumped = [(438, "Shared memory", HEAP)] if self.name == "shared" else [(439, "OS Memory", HEAP), (476, "MMZ Memory", MMZ)]
+        dumped = [(439, "OS Memory", HEAP), (476, "MMZ Memory", MMZ)]
+        if self.name == "shared":
+            dumped = [(438, "Shared memory", HEAP)]
         for number, word, kind in dumped:
             sizes = [size for one, size, _ in self.blocks if one == kind]
             self.say(second, f"DumpMemoryInfo@{number}",
@@ -98,7 +100,8 @@ def _read(log):
             continue
         when, text = datetime.datetime.fromisoformat(match.group(1)), match.group(3)
         start = start or when
-        text = re.sub(r"0x[0-9a-f]+", "ADDRESS", re.sub(r"ZTKTool-\d+-[0-9a-f]+", "NAME", re.sub(r"tid=\d+", "tid=TID", text)))
+        for pattern, word in ((r"0x[0-9a-f]+", "ADDRESS"), (r"ZTKTool-\d+-[0-9a-f]+", "NAME"), (r"tid=\d+", "tid=TID")):
+            text = re.sub(pattern, word, text)
         found[_speaker(text)].append((round((when - start).total_seconds()), text))
     return found
 

@@ -29,6 +29,7 @@ expect usage "$programs/fetch" "$work"
 expect "$work/file/x" "$programs/fetch" "$work/file/x" busybox-static
 expect usage "$programs/build-kernel"
 expect "$work/file/x" "$programs/build-kernel" "$work/file/x"
+expect usage "$programs/make-sysroot"
 expect usage "$programs/stock-kernel"
 expect "$work/file/x" "$programs/stock-kernel" "$work/file/x"
 expect "$work/none is not there" "$programs/run-board" --kernel "$work/none" --busybox "$work/file" -- true
