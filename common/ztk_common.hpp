@@ -3,13 +3,11 @@
 //
 // Header only. What ztk_common.h says of pools, threads and traps holds here; above all:
 //
-//  1. Content is not cleared when a block is reused.
-//  2. At exit the pools take back all blocks. Owners in static storage of the program are ended before that;
-//  in a
-//     library that is loaded later with dlopen() they may not be, and must not be used any more then.
-//  3. After fork() the MMZ and shared blocks stay the parent's. The child's copies of their owners do nothing
-//  when
-//     they end.
+// - Content is not cleared when a block is reused.
+// - At exit the pools take back all blocks. Owners in static storage of the program are ended before that;
+//   in a library that is loaded later with dlopen() they may not be, and must not be used any more then.
+// - After fork() the MMZ and shared blocks stay the parent's. The child's copies of their owners do nothing
+//   when they end.
 #ifndef ZTK_COMMON_HPP
 #define ZTK_COMMON_HPP
 
