@@ -4,8 +4,25 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <random>
+#include <stdexcept>
 
 #include "pool_fixture.h"
+
+#define ZTK_INIT_OF_RANDOM_DEVICE(prefix) \
+    prefix##_ZNSt13random_device7_M_initERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE
+
+namespace {
+int g_nDevicesToFailure = 0;  ///< 0: none fails
+}
+
+// The open of a std::random_device: the processor's own numbers, a system call or a file, as the board has
+// it.
+extern "C" void ZTK_INIT_OF_RANDOM_DEVICE(__real_)(std::random_device* pDevice, const std::string& token);
+extern "C" void ZTK_INIT_OF_RANDOM_DEVICE(__wrap_)(std::random_device* pDevice, const std::string& token) {
+    if (g_nDevicesToFailure > 0 && --g_nDevicesToFailure == 0) throw std::runtime_error("no random device");
+    ZTK_INIT_OF_RANDOM_DEVICE(__real_)(pDevice, token);
+}
 
 namespace ztk::test {
 namespace {
@@ -124,6 +141,23 @@ TEST_F(SharedMemoryPoolTest, ASegmentThatCannotBeMappedIsRemovedAndRetried) {
                                        SharedKind::Retry(), SharedKind::Freed(idle.nAddress, 4096),
                                        SharedKind::Allocated(given.nAddress, 8192)));
     EXPECT_THAT(ShmEntries(), ElementsAre(given.szName));
+}
+
+TEST_F(SharedMemoryPoolTest, WithoutRandomNumbersForItsNameABlockIsRefused) {
+    constexpr int kNumbersInAName = 16;
+    const Given idle = AllocateIdle(4096);
+    for (int nNumber = 1; nNumber <= kNumbersInAName; ++nNumber) {
+        g_nDevicesToFailure = nNumber;
+        ClearLog();
+        Given given;
+        EXPECT_EQ(SharedKind::Allocate(ThePool(), 8192, 0, given), ERR_NO_MEMORY) << nNumber;
+        EXPECT_EQ(given, Given{});
+        EXPECT_THAT(TakeLog(), ElementsAre(SharedKind::Failed(8192, 0)));
+        EXPECT_THAT(ShmEntries(), ElementsAre(idle.szName));
+    }
+    EXPECT_EQ(g_nDevicesToFailure, 0);
+    Allocate(8192);
+    EXPECT_EQ(Allocate(4096), idle);
 }
 
 // ---- segments that resist --------------------------------------------------------------------------
