@@ -272,9 +272,10 @@ TYPED_TEST(PoolForkTest, TheChildsEndWaitsForItsFirstCall) {
     ZTK_NEEDS_THREADS_IN_A_CHILD();
     this->Fork([this] {
         std::thread ending;
+        std::atomic<bool> bBegun{false};
         std::atomic<bool> bEnded{false};
         const auto endMeanwhile = [&] {
-            if (ending.joinable()) return;
+            if (bBegun.exchange(true)) return;
             const int nCalls = SystemCalls::Count("getpid");
             ending = std::thread([&] {
                 this->ThePool().UnInit();
