@@ -1,11 +1,13 @@
 #!/bin/sh
 # The library built against other folders than the stand-ins', as for a board.
 # Usage: board_libs_test.sh <links|missing> <cmake> <generator> <C compiler> <C++ compiler> <source tree>
-#                           <folder with librockit.so and libZTKSDKLogC.so> [<host program> <readelf>]
+#                           <toolchain file or -> <folder with librockit.so and libZTKSDKLogC.so>
+#                           [<host program> <readelf>]
 set -eu
 export LC_ALL=C
 
-what=$1 cmake=$2 generator=$3 cc=$4 cxx=$5 source=$6 board=$7 host=${8:-} readelf=${9:-}
+what=$1 cmake=$2 generator=$3 cc=$4 cxx=$5 source=$6 toolchain=$7 board=$8 host=${9:-} readelf=${10:-}
+[ "$toolchain" != - ] || toolchain=
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -17,7 +19,8 @@ fail() {
 
 configure() {
     "$cmake" -S "$source" -B "$work/build" -G "$generator" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
-        -DCMAKE_BUILD_TYPE=None -DZTK_TESTS=OFF -DZTK_EXAMPLES=OFF -DZTK_TOOLS=OFF -DZTK_BOARD_LIBS="$1" >"$work/log" 2>&1
+        ${toolchain:+-DCMAKE_TOOLCHAIN_FILE="$toolchain"} -DCMAKE_BUILD_TYPE=None -DZTK_BOARD_LIBS="$1" \
+        -DZTK_TESTS=OFF -DZTK_EXAMPLES=OFF -DZTK_TOOLS=OFF >"$work/log" 2>&1
 }
 
 check_links() {
