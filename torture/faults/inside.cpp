@@ -100,6 +100,10 @@ bool IsLibrarysCall(const void* pCaller) {
     return false;
 }
 
+bool IsCallAtEndOfLoad() {
+    return t_bLoading && t_nInside > 0 && t_nOwn == 0;
+}
+
 int RoleOfThisThread() {
     return t_nRole;
 }

@@ -36,6 +36,10 @@ class OwnCode {
 /// To be asked by an interposer about __builtin_return_address(0).
 bool IsLibrarysCall(const void* pCaller);
 
+/// A call that comes from the loader may be one with which a function of the library ends, as the compiler
+/// likes it.
+bool IsCallAtEndOfLoad();
+
 /// The caller is the library's own code.
 bool IsLibrarysOwnCode(const void* pCaller);
 

@@ -188,7 +188,10 @@ ZTK_IN_PLACE_OF_LIBC int pthread_rwlock_destroy(pthread_rwlock_t* pLock) noexcep
 // What pthread_atfork() is, in the C library.
 ZTK_IN_PLACE_OF_LIBC int __register_atfork(ForkHandler* pPrepare, ForkHandler* pParent, ForkHandler* pChild,
                                            void* pObject) noexcept {
-    if (const auto* pKind = ZTK_DUE(Call::kRegisterAtfork)) return pKind->nErrno;
+    const bool bLibrarys =
+        ztk::torture::IsLibrarysCall(__builtin_return_address(0)) || ztk::torture::IsCallAtEndOfLoad();
+    const auto* pKind = bLibrarys ? ztk::torture::CountCall(Call::kRegisterAtfork) : nullptr;
+    if (pKind != nullptr) return pKind->nErrno;
     return g_registerAtfork(pPrepare, pParent, pChild, pObject);
 }
 

@@ -8,7 +8,7 @@
 namespace ztk::torture {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 constexpr std::uint64_t kLimit = 300 * kMiB;
 constexpr std::uint64_t kRoom = kMiB;  // below the limit, for blocks that are really there
 constexpr std::uint64_t kShortest = 1024;

@@ -9,7 +9,7 @@
 namespace ztk::torture {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 constexpr std::uint64_t kMostSurplus = 30 * kMiB;
 constexpr std::uint64_t kAllowed = 300 * kMiB;
 constexpr std::int64_t kOldEnough = 30;

@@ -6,7 +6,7 @@
 namespace ztk::torture {
 namespace {
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 constexpr std::uint64_t kPlenty = std::uint64_t{1} << 40U;
 constexpr std::uint64_t kReserve = 350 * kMiB;
 constexpr std::size_t kManyBlocks = 48;

@@ -22,7 +22,7 @@ namespace ztk::torture {
 namespace {
 
 constexpr char kPart[] = "threads";
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 constexpr std::size_t kMostBlocks = 8;
 constexpr std::uint64_t kMostMarked = 16;  // words at each end of a block
 
