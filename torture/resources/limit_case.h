@@ -55,6 +55,7 @@ std::string Beside(int nOffset);
 
 std::vector<LimitCase> FullShmCases();
 std::vector<LimitCase> DescriptorCases();
+std::vector<LimitCase> FileLimitCases();
 std::vector<LimitCase> AddressSpaceCases();
 std::vector<LimitCase> MemInfoCases();
 

@@ -117,7 +117,8 @@ int Main(int nCount, char** ppArguments) {
     if (!EnterPrivateShm()) return ReportSkipped(kPart, "this kernel refuses a /dev/shm of its own");
     setenv("ZTK_LOG_LEVEL", "5", 1);
     while (run.GoesOn()) {
-        for (const auto& cases : {FullShmCases(), DescriptorCases(), AddressSpaceCases(), MemInfoCases()}) {
+        for (const auto& cases :
+             {FullShmCases(), DescriptorCases(), FileLimitCases(), AddressSpaceCases(), MemInfoCases()}) {
             for (const LimitCase& one : cases)
                 RunCase(run, one);
         }
