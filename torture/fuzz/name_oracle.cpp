@@ -46,8 +46,7 @@ std::int32_t LeadingId(std::string_view text) {
         text.remove_prefix(1);
     const bool bNegative = !text.empty() && text.front() == '-';
     if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
-    const auto digitsEnd = std::find_if(text.begin(), text.end(), [](char c) { return c < '0' || c > '9'; });
-    const std::string_view digits = text.substr(0, static_cast<std::size_t>(digitsEnd - text.begin()));
+    const std::string_view digits = text.substr(0, text.find_first_not_of("0123456789"));
     const std::uint64_t nMagnitude = ValueUpTo(digits, (std::uint64_t{1} << 63U) - (bNegative ? 0 : 1));
     const auto nLow = static_cast<std::uint32_t>(bNegative ? 0 - nMagnitude : nMagnitude);
     return static_cast<std::int32_t>(nLow);

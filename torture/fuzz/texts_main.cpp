@@ -26,7 +26,9 @@ HeaderBytes NextHeader(TextMaker& texts, const std::string& name) {
 
 std::string NextName(TextMaker& texts) {
     static constexpr std::array<std::size_t, 8> kLengths = {1, 48, 48, 48, 79, 80, 81, 255};
-    return std::string(kLengths.at(texts.Pick(kLengths.size())), static_cast<char>('a' + texts.Pick(26)));
+    std::string name;
+    name.append(kLengths.at(texts.Pick(kLengths.size())), static_cast<char>('a' + texts.Pick(26)));
+    return name;
 }
 
 void Tell(Run& run, const std::string& difference) {
