@@ -17,7 +17,9 @@ namespace ztk::torture {
 namespace {
 
 constexpr char kPart[] = "unloads";
-constexpr std::uint64_t kRoundsOfAHost = 1000;
+/// Of each host at first, and of each that follows when there is time for more.
+constexpr std::uint64_t kFirstRounds = 1000;
+constexpr std::uint64_t kLaterRounds = 10'000;
 
 struct Host {
     const char* szName;
@@ -30,19 +32,20 @@ constexpr std::array<Host, 4> kHosts = {{{"C host", ZTK_HOST_C_PATH},
                                          {"C++ host that is the board itself", ZTK_HOST_CXX_OWN_PATH}}};
 
 int Main(int nCount, char** ppArguments) {
-    Run run(kPart, nCount, ppArguments, kHosts.size() * kRoundsOfAHost);
+    Run run(kPart, nCount, ppArguments, kHosts.size() * kFirstRounds);
     if (!EnterPrivateShm()) return ReportSkipped(kPart, "this kernel refuses a /dev/shm of its own");
     for (std::size_t nHost = 0; run.GoesOn(); nHost = (nHost + 1) % kHosts.size()) {
         const Host& host = kHosts.at(nHost);
+        const std::uint64_t nRounds = run.Runs() < kHosts.size() * kFirstRounds ? kFirstRounds : kLaterRounds;
         std::printf("%s: ", host.szName);
         const auto ending =
-            test::RunProgram({host.szPath, ZTK_LIBRARY_PATH, "rounds", std::to_string(kRoundsOfAHost)});
+            test::RunProgram({host.szPath, ZTK_LIBRARY_PATH, "rounds", std::to_string(nRounds)});
         run.Expect(ending == test::Exited(0), "%s: exit code %d, signal %d", host.szName, ending.nExitCode,
                    ending.nSignal);
         for (const std::string& name : ShmEntries())
             run.Differs("%s left %s", host.szName, name.c_str());
         EmptyShm();
-        run.CountRun(kRoundsOfAHost);
+        run.CountRun(nRounds);
     }
     return run.Finish();
 }
