@@ -205,7 +205,8 @@ def power_cut(context):
 def instructions(context):
     """Instructions of the hot paths, twice the same, and no more than the table says."""
     rows = "\n".join(f'count {row} {live}' for row, live in instruction_table.ROWS)
-    script = f"""mount --bind /board/meminfo /proc/meminfo
+    script = f"""echo "@kernel $(uname -r)"
+mount --bind /board/meminfo /proc/meminfo
 count() {{ echo "@count $1 $2 $(env -i ZTK_LOG_LEVEL=5 {context.program("board_instructions")} "$1" "$2" count)"; }}
 {rows}
 """
@@ -222,7 +223,9 @@ count() {{ echo "@count $1 $2 $(env -i ZTK_LOG_LEVEL=5 {context.program("board_i
                        outcome.text, outcome.seconds))
     version = subprocess.run([boot.EMULATOR, "--version"], check=True, capture_output=True, text=True).stdout
     counts = context.work / "instructions.counted"
-    counts.write_text(f"# libc\t{initramfs.c_library()}\n# machine\taarch64, {boot.CPU}\n"
+    # the kernel brings the code that reads the clock
+    kernel = next((line.removeprefix("@kernel ") for line in outcome.lines if line.startswith("@kernel ")), "unknown")
+    counts.write_text(f"# libc\t{initramfs.c_library()}\n# machine\taarch64, {boot.CPU}\n# kernel\t{kernel}\n"
                       f"# counted by\tperf_event, QEMU {version.split()[3]} -icount\n" + "\n".join(runs[0]) + "\n", encoding="utf-8")
     done = subprocess.run([BENCH / "count-instructions", context.builds["plain"], "--board", counts, "--check"],
                           check=False, text=True, capture_output=True)
