@@ -57,20 +57,22 @@ class Context:
         return self.builds["plain"] / "tests" / "board" / name
 
 
-def tests_in(outcome, least=1):
-    """What run-one told. A board that tells of fewer tests than it was given has failed."""
-    tests = []
+def tests_in(outcome, programs=1):
+    """What run-one told. A board that tells of fewer programs than it was given has failed."""
+    tests, why = [], ""
     for line in outcome.lines:
-        if line.startswith("@test "):
-            _, status, seconds, name = line.split(" ", 3)
-            log = outcome.files.get(name.replace("/", "_").replace(" ", "_") + ".log", b"")
-            tests.append(Test(name, status, float(seconds), log.decode("utf-8", "replace")))
-        elif line.startswith("@why ") and tests:
-            skipped = next((test for test in reversed(tests) if test.status == "skipped" and not test.why), None)
-            if skipped:
-                skipped.why = line[5:]
-    if len(tests) < least:
-        tests.append(Test("all tests were run", "FAILED", 0, f"{len(tests)} of {least}:\n" + outcome.text[-3000:]))
+        if line.startswith("@why "):
+            why = line[5:]
+        elif line.startswith("@test "):
+            _, status, took, name = line.split(" ", 3)
+            if status == "FAILED":
+                why = outcome.files.get(name.replace("/", "_").replace(" ", "_") + ".log", b"").decode("utf-8", "replace")
+            program, _, test = name.partition(" ")
+            tests.append(Test(program if test == program else name, status, int(took.removesuffix("ms")) / 1000, why))
+            why = ""
+    told = {test.name.split(" ")[0] for test in tests}
+    if len(told) < programs:
+        tests.append(Test("all tests were run", "FAILED", 0, f"{len(told)} of {programs}:\n" + outcome.text[-3000:]))
     elif outcome.exit_code != 0 and not any(test.status == "FAILED" for test in tests):
         tests.append(Test("the board's command succeeded", "FAILED", 0,
                           f"exit code {outcome.exit_code}:\n" + outcome.text[-3000:]))
@@ -110,7 +112,7 @@ def _suite(context, variant, **options):
     wanted, _ = suite.tests_of(listed)
     part = suite.pack(context.builds[variant], listed, context.work / f"suite-{variant}.cpio")
     outcome = context.boot([part], "/tests/run", cpus=2, **options)
-    return tests_in(outcome, least=len(wanted))
+    return tests_in(outcome, programs=len(wanted))
 
 
 def tests(context):

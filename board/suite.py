@@ -35,7 +35,7 @@ class Test:
         words = list(self.command)
         if words[0].endswith("with-binfmt.sh"):
             words = words[2:]  # --or-skip
-        if words[0].endswith("qemu-aarch64"):
+        if "qemu-aarch64" in words[0]:
             words = words[3:]  # -L FOLDER
         words = [word.replace("detect_leaks=0", "detect_leaks=1") for word in words
                  if not word.startswith("QEMU_LD_PREFIX=")]

@@ -52,20 +52,21 @@ def outcome(*lines, code=0, files=None):
 
 class Results(unittest.TestCase):
     def test_every_test_has_its_status(self):
-        found = stages.tests_in(outcome("@test ok 0.10 a.b", "noise", "@test skipped 0.20 c", "@why no namespace"))
+        found = stages.tests_in(outcome("@test ok 100ms a a.b", "noise", "@why no namespace", "@test skipped 200ms c c",
+                                        "@test ok 1ms d"))
         self.assertEqual([(test.name, test.status, test.why) for test in found],
-                         [("a.b", "ok", ""), ("c", "skipped", "no namespace")])
+                         [("a a.b", "ok", ""), ("c", "skipped", "no namespace"), ("d", "ok", "")])
 
     def test_a_failure_brings_its_output(self):
-        found = stages.tests_in(outcome("@test FAILED 0.10 a/b 1", code=1, files={"a_b_1.log": b"said"}))
+        found = stages.tests_in(outcome("@test FAILED 100ms a/b 1", code=1, files={"a_b_1.log": b"said"}))
         self.assertEqual([(test.status, test.why) for test in found], [("FAILED", "said")])
 
     def test_fewer_tests_than_given_is_a_failure(self):
-        self.assertEqual(stages.tests_in(outcome("@test ok 0.10 a"), least=2)[-1].status, "FAILED")
+        self.assertEqual(stages.tests_in(outcome("@test ok 100ms a"), programs=2)[-1].status, "FAILED")
         self.assertEqual(stages.tests_in(outcome())[-1].status, "FAILED")
 
     def test_a_command_that_fails_without_a_failed_test_is_a_failure(self):
-        self.assertEqual(stages.tests_in(outcome("@test ok 0.10 a", code=123))[-1].status, "FAILED")
+        self.assertEqual(stages.tests_in(outcome("@test ok 100ms a", code=123))[-1].status, "FAILED")
 
 
 class Console(unittest.TestCase):
