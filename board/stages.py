@@ -111,7 +111,8 @@ def _suite(context, variant, **options):
     listed = context.builds["plain"]
     wanted, _ = suite.tests_of(listed)
     part = suite.pack(context.builds[variant], listed, context.work / f"suite-{variant}.cpio")
-    outcome = context.boot([part], "/tests/run", cpus=2, **options)
+    # As much contiguous memory as the stand-in gives out by default, and some for the kernel's own use.
+    outcome = context.boot([part], "/tests/run", cpus=2, cma="320M", **options)
     return tests_in(outcome, programs=len(wanted))
 
 
