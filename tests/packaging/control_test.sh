@@ -18,6 +18,8 @@ expect "Depends of libztkcommon-dev" "$(field libztkcommon-dev Depends)" "libztk
 for package in libztkcommon libztkcommon-dev; do
     expect "Multi-Arch of $package" "$(field "$package" Multi-Arch)" same
 done
+expect "synopsis of libztkcommon" "$(field libztkcommon Description | head -n1)" \
+    "memory pools of an image-processing kit"
 for deb in "$packages"/*.deb; do
     for relation in Depends Pre-Depends Recommends Suggests Provides; do
         if dpkg-deb -f "$deb" "$relation" | grep standins >&2; then
