@@ -130,23 +130,36 @@ RecordingFile& File() {
     return g_state.file;
 }
 
+namespace {
+
+/// Needs the lock.
+Chunk* ChunkToFill(Chunk* pFull) {
+    if (pFull != nullptr) return g_state.file.Close(*pFull) ? pFull : nullptr;
+    while (g_state.nSpare > 0) {
+        Chunk* pSpare = g_state.spare[--g_state.nSpare];
+        if (pSpare->header.nCount < kRecordsPerChunk || g_state.file.Close(*pSpare)) return pSpare;
+    }
+    return g_state.file.Add(ChunkKind::kOpen);
+}
+
+}  // namespace
+
 Record* NextRecordSlow() {
     Local& local = g_local;
     if (local.bBusy || g_state.file.IsRaised(kStopped)) return nullptr;
     local.bBusy = true;
     {
         const Guard guard;
-        if (local.pChunk != nullptr) RecordingFile::Unmap(local.pChunk);
-        local.pChunk =
-            g_state.nSpare > 0 ? g_state.spare[--g_state.nSpare] : g_state.file.Add(ChunkKind::kRecords);
+        local.pChunk = ChunkToFill(local.pChunk);
     }
+    Record* pRecord = nullptr;
     if (local.pChunk != nullptr) {
         local.nCount = local.pChunk->header.nCount;
+        pRecord = &local.pChunk->records[local.nCount];
         pthread_setspecific(g_hThreadEnd, local.pChunk);
     }
     local.bBusy = false;
-    if (local.pChunk == nullptr) return nullptr;
-    return local.nCount < kRecordsPerChunk ? &local.pChunk->records[local.nCount] : NextRecordSlow();
+    return pRecord;
 }
 
 void WriteText(const char* szLine) {

@@ -38,12 +38,19 @@ struct FileHeader {
     char szProgram[256];
 };
 
-enum class ChunkKind : std::uint32_t { kRecords = 1, kText = 2 };
+enum class ChunkKind : std::uint32_t {
+    kOpen = 1,    ///< records; is filled again and again
+    kClosed = 2,  ///< a full copy of such a one
+    kText = 3,    ///< lines that tell what call sites are
+};
 
 struct ChunkHeader {
     ChunkKind enKind;
-    std::uint32_t nCount;  ///< valid records, or bytes of text
-    std::uint64_t nReserved[7];
+    std::uint32_t nCount;    ///< valid records, or bytes of text
+    std::uint32_t nPlace;    ///< of records: the number of the open chunk
+    std::uint32_t nFilling;  ///< how often it had been full before. One that was killed between writing the
+                             ///< copy and beginning anew has both
+    std::uint64_t nReserved[6];
 };
 
 enum class Operation : std::uint8_t {

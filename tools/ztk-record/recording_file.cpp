@@ -37,10 +37,14 @@ int MakeUnderSomeName(const char* szPath, char (&szMade)[PATH_MAX]) {
 }
 
 /// Beyond the limit of file sizes waits a signal that ends programs.
-bool Grow(int hFile, std::uint64_t nOffset, std::uint64_t nBytes) {
+bool IsBelowLimit(std::uint64_t nEnd) {
     struct rlimit limit {};
-    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || nOffset + nBytes > limit.rlim_cur) return false;
-    return posix_fallocate(hFile, static_cast<off_t>(nOffset), static_cast<off_t>(nBytes)) == 0;
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && nEnd <= limit.rlim_cur;
+}
+
+bool Grow(int hFile, std::uint64_t nOffset, std::uint64_t nBytes) {
+    return IsBelowLimit(nOffset + nBytes) &&
+           posix_fallocate(hFile, static_cast<off_t>(nOffset), static_cast<off_t>(nBytes)) == 0;
 }
 
 void* Map(int hFile, std::uint64_t nOffset, std::size_t nBytes) {
@@ -123,15 +127,50 @@ Chunk* RecordingFile::Add(ChunkKind enKind) {
     return pChunk;
 }
 
+bool RecordingFile::Close(Chunk& chunk) {
+    if (IsRaised(kStopped)) return false;
+    const int nError = errno;
+    const int hFile = Open();
+    const bool bWritten = hFile >= 0 && Append(hFile, chunk);
+    if (hFile >= 0) close(hFile);
+    if (!bWritten) Raise(kStopped);
+    errno = nError;
+    return bWritten;
+}
+
 Chunk* RecordingFile::Extend(int hFile, ChunkKind enKind) {
-    const std::uint64_t nOffset = kHeaderSize + std::uint64_t{pHeader_->nChunks} * kChunkSize;
+    const std::uint64_t nOffset = EndOfChunks();
     if (!Grow(hFile, nOffset, kChunkSize)) return nullptr;
     auto* pChunk = static_cast<Chunk*>(Map(hFile, nOffset, kChunkSize));
     if (pChunk == nullptr) return nullptr;
     pChunk->header.enKind = enKind;
+    pChunk->header.nPlace = pHeader_->nChunks;
+    CountChunk();
+    return pChunk;
+}
+
+/// A write that meets the end of the disk, or of the process, leaves the chunk where it is and uncounted
+/// here.
+bool RecordingFile::Append(int hFile, Chunk& chunk) {
+    const std::uint64_t nOffset = EndOfChunks();
+    if (!IsBelowLimit(nOffset + kChunkSize)) return false;
+    chunk.header.enKind = ChunkKind::kClosed;
+    const ssize_t nWritten = pwrite(hFile, &chunk, kChunkSize, static_cast<off_t>(nOffset));
+    chunk.header.enKind = ChunkKind::kOpen;
+    if (nWritten != kChunkSize) return false;
+    CountChunk();
+    __atomic_store_n(&chunk.header.nCount, 0, __ATOMIC_RELEASE);
+    __atomic_store_n(&chunk.header.nFilling, chunk.header.nFilling + 1, __ATOMIC_RELEASE);
+    return true;
+}
+
+std::uint64_t RecordingFile::EndOfChunks() const {
+    return kHeaderSize + std::uint64_t{pHeader_->nChunks} * kChunkSize;
+}
+
+void RecordingFile::CountChunk() {
     NoteTime();
     __atomic_store_n(&pHeader_->nChunks, pHeader_->nChunks + 1, __ATOMIC_RELEASE);
-    return pChunk;
 }
 
 void RecordingFile::Unmap(Chunk* pChunk) {

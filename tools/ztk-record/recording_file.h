@@ -28,8 +28,10 @@ class RecordingFile {
     /// Makes the file of this process: @p szPath, or if that is another's, with ".<pid>" behind it.
     bool Create(const char* szPath, std::uint32_t nFlags, std::uint32_t nParent);
 
-    /// One more chunk, or null: the recording ends here.
+    /// One more chunk to be filled, or null: the recording ends here.
     Chunk* Add(ChunkKind enKind);
+    /// Writes a full chunk behind all others and lets it begin anew.
+    bool Close(Chunk& chunk);
     static void Unmap(Chunk* pChunk);
 
     /// The process is at its exit. Records may follow: what runs at exit may release blocks.
@@ -42,6 +44,9 @@ class RecordingFile {
     int Open() const;
     void NoteTime();
     Chunk* Extend(int hFile, ChunkKind enKind);
+    bool Append(int hFile, Chunk& chunk);
+    std::uint64_t EndOfChunks() const;
+    void CountChunk();
 
     FileHeader* pHeader_ = nullptr;
     char szPath_[PATH_MAX] = "";
