@@ -11,6 +11,7 @@
 
 #include "command.h"
 #include "log/log_command.h"
+#include "record/record_commands.h"
 #include "text.h"
 
 namespace ztkmem {
@@ -29,6 +30,10 @@ void AddCommands(CLI::App& program, int& nExitStatus) {
     AddReap(program, nExitStatus);
     AddTop(program, nExitStatus);
     AddLogCommand(program, nExitStatus);
+    AddReportCommand(program, nExitStatus);
+    AddPlotCommand(program, nExitStatus);
+    AddTraceCommand(program, nExitStatus);
+    AddReplayCommand(program, nExitStatus);
 }
 
 /// One line, whatever the parser had to say.

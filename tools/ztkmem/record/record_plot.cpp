@@ -1,0 +1,125 @@
+#include "record/record_plot.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "pool/pool_limits.h"
+#include "record/record_words.h"
+#include "text.h"
+
+namespace ztkmem::record {
+namespace {
+
+/// More curves than this nobody can tell apart.
+constexpr std::size_t kMostShelves = 6;
+constexpr std::uint64_t kTooFarAbove = 8;
+
+double SecondsOf(std::uint64_t nNs) {
+    return static_cast<double>(nNs) / 1e9;
+}
+
+std::string ColourOf(const Shelf& shelf) {
+    static constexpr std::array<const char*, 4> kBlues{"#1f6fb4", "#12b5c9", "#5b4fd0", "#0b3c66"};
+    static constexpr std::array<const char*, 4> kGreens{"#2e8b3d", "#8aa800", "#00876c", "#1d4d24"};
+    static constexpr std::array<const char*, 4> kOranges{"#d07a00", "#c2452d", "#a08000", "#7a3e00"};
+    const auto nShade = static_cast<std::size_t>(std::min(std::max(shelf.nClass, 0), 3));
+    if (shelf.enKind == Kind::kHeap) return kBlues[nShade];
+    return shelf.enKind == Kind::kMmz ? kGreens[nShade] : kOranges[nShade];
+}
+
+log::PlotCurve CurveOf(const std::string& name, const Shelf& shelf, log::Stroke enStroke,
+                       const log::Series& series, double unit, double end) {
+    log::PlotCurve curve{name, ColourOf(shelf), enStroke, true, {}};
+    const auto add = [&curve, unit](double x, std::int64_t nBytes) {
+        curve.points.push_back({x, static_cast<double>(nBytes) / unit});
+    };
+    add(0, 0);
+    for (const log::Span& span : series.Spans()) {
+        if (span.nCount > 1) {
+            add(span.first.seconds, span.nLeast);
+            add(span.first.seconds, span.nMost);
+        }
+        add(span.last.seconds, span.nLast);
+    }
+    add(end, series.Last());
+    return curve;
+}
+
+void AddMarks(log::Plot& plot, const char* szName, const char* szColour, bool bRing,
+              const log::Series& series) {
+    if (series.Empty()) return;
+    log::PlotMarks marks{fmt::format("{} ({})", szName, series.Count()), szColour, bRing, {}};
+    for (const log::Span& span : series.Spans())
+        marks.at.push_back(span.first.seconds);
+    plot.marks.push_back(std::move(marks));
+}
+
+void AddLimit(log::Plot& plot, std::uint64_t nMost, bool bLimit) {
+    if (bLimit) plot.limit = static_cast<double>(ztk::kAllowedLimit) / plot.y.unit;
+    plot.limitName = nMost == 0 ? ""
+                                : fmt::format("limit of idle bytes in each pool {}{}",
+                                              HumanBytes(ztk::kAllowedLimit), bLimit ? "" : " (far above)");
+}
+
+}  // namespace
+
+void PlotMaker::Look(const Event& event, Verdict enVerdict, const Books& books) {
+    const log::Moment moment{0, SecondsOf(event.nAt)};
+    if (enVerdict == Verdict::kRefused) refused_.Add(moment, 1);
+    if (enVerdict == Verdict::kReleasedTwice) twice_.Add(moment, 1);
+    if (event.bRetried) retried_.Add(moment, 1);
+    for (const auto& [shelf, facts] : books.Shelves()) {
+        if (facts.nMade + facts.nReused == 0) continue;
+        Curves& curves = shelves_[shelf];
+        if (curves.nBusy != facts.busy.nBytes)
+            curves.busy.Add(moment, static_cast<std::int64_t>(facts.busy.nBytes));
+        if (curves.nIdle != facts.idle.nBytes)
+            curves.idle.Add(moment, static_cast<std::int64_t>(facts.idle.nBytes));
+        curves.nBusy = facts.busy.nBytes;
+        curves.nIdle = facts.idle.nBytes;
+    }
+}
+
+log::Plot PlotMaker::Make(const std::string& name, const Books& books) const {
+    std::vector<std::pair<Shelf, std::uint64_t>> drawn;
+    std::uint64_t nMost = 0;
+    for (const auto& [shelf, facts] : books.Shelves()) {
+        if (facts.nMade + facts.nReused == 0) continue;
+        drawn.emplace_back(shelf, std::max(facts.nPeakBusy, facts.nPeakIdle));
+        nMost = std::max(nMost, drawn.back().second);
+    }
+    std::stable_sort(drawn.begin(), drawn.end(),
+                     [](const auto& one, const auto& other) { return one.second > other.second; });
+    const std::size_t nAll = drawn.size();
+    drawn.resize(std::min(nAll, kMostShelves));
+
+    log::Plot plot;
+    const bool bLimit = nMost > ztk::kAllowedLimit / kTooFarAbove;
+    constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 56U;
+    plot.y = log::MakeSizeAxis(static_cast<std::int64_t>(
+        std::min(bLimit ? std::max(nMost, ztk::kAllowedLimit) : nMost, kMostBytes)));
+    AddLimit(plot, nMost, bLimit);
+    const double end = SecondsOf(books.Last());
+    plot.x = log::MakeTimeAxis(log::ClockKind::kSeconds, 0, end, 0);
+    plot.title = "Pool memory in " + Escape(name);
+    const Totals& sum = books.Sum();
+    plot.subtitle = fmt::format("peaks: {} busy, {} idle, {} together{}", HumanBytes(sum.nPeakBusy),
+                                HumanBytes(sum.nPeakIdle), HumanBytes(sum.nPeakOwned),
+                                nAll > kMostShelves ? "; only the largest size classes are drawn" : "");
+    for (const auto& [shelf, nPeak] : drawn) {
+        const auto it = shelves_.find(shelf);
+        if (it == shelves_.end()) continue;
+        plot.curves.push_back(CurveOf(ShelfName(shelf) + " busy", shelf, log::Stroke::kSolid, it->second.busy,
+                                      plot.y.unit, end));
+        plot.curves.push_back(CurveOf(ShelfName(shelf) + " idle", shelf, log::Stroke::kDashed,
+                                      it->second.idle, plot.y.unit, end));
+    }
+    AddMarks(plot, "refused", "#c8102e", false, refused_);
+    AddMarks(plot, "retry", "#a08000", true, retried_);
+    AddMarks(plot, "released twice", "#7b3fa0", false, twice_);
+    return plot;
+}
+
+}  // namespace ztkmem::record
