@@ -33,5 +33,5 @@ void LookAt(PoolLine enLine, const char* szAddress) {
 extern "C" void* ZtkRecordLogLine(int nLevel, const char* szFormat, const char* /*szFunction*/, int /*nLine*/,
                                   const char* /*szTag*/, const char* szAddress) {
     ztk_record::LookAt(ztk_record::PoolLineOf(nLevel, szFormat), szAddress);
-    return ztk_record::RealOf<void*>(ztk_record::Real::kWriteLog);
+    return ztk_record::RealLog();
 }

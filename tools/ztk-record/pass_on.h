@@ -5,6 +5,9 @@
 
 extern "C" {
 
+/// The log library's function, once it is known.
+extern __attribute__((visibility("hidden"))) void* g_pZtkRecordRealLog;
+
 // Each tells where to go on to.
 __attribute__((visibility("hidden"))) void* ZtkRecordDlsym(void* hLibrary, const char* szName);
 __attribute__((visibility("hidden"))) void* ZtkRecordLogLine(int nLevel, const char* szFormat,

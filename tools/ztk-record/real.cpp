@@ -19,15 +19,14 @@ using Dlsym = void* (*)(void*, const char*);
 using Dlclose = int (*)(void*);
 
 constexpr auto kCount = static_cast<std::size_t>(Real::kCount);
-constexpr const char* kNames[kCount] = {"AllocatePoolMemory",   "AllocateAlignedPoolMemory",
-                                        "FreePoolMemory",       "AllocatePoolSharedMemory",
-                                        "FreePoolSharedMemory", "ZTK_LOG_WriteLog"};
+constexpr const char* kNames[kCount] = {"AllocatePoolMemory", "AllocateAlignedPoolMemory", "FreePoolMemory",
+                                        "AllocatePoolSharedMemory", "FreePoolSharedMemory"};
 
 void* OursOf(std::size_t nFunction) {
     static void* const ours[kCount] = {
-        reinterpret_cast<void*>(&AllocatePoolMemory),   reinterpret_cast<void*>(&AllocateAlignedPoolMemory),
-        reinterpret_cast<void*>(&FreePoolMemory),       reinterpret_cast<void*>(&AllocatePoolSharedMemory),
-        reinterpret_cast<void*>(&FreePoolSharedMemory), nullptr};
+        reinterpret_cast<void*>(&AllocatePoolMemory), reinterpret_cast<void*>(&AllocateAlignedPoolMemory),
+        reinterpret_cast<void*>(&FreePoolMemory), reinterpret_cast<void*>(&AllocatePoolSharedMemory),
+        reinterpret_cast<void*>(&FreePoolSharedMemory)};
     return ours[nFunction];
 }
 
@@ -72,20 +71,29 @@ void* StandInFor(std::size_t nFunction, void* pFound) {
 void* Lookup(void* hLibrary, const char* szName) {
     void* pFound = RealDlsym()(hLibrary, szName);
     for (std::size_t i = 0; pFound != nullptr && i < kCount; ++i) {
-        if (OursOf(i) == nullptr || std::strcmp(szName, kNames[i]) != 0) continue;
+        if (std::strcmp(szName, kNames[i]) != 0) continue;
         return pFound == OursOf(i) ? pFound : StandInFor(i, pFound);
     }
     return pFound;
 }
 
+void* Find(const char* szName, const char* szLibrary) {
+    void* pFound = RealDlsym()(RTLD_NEXT, szName);
+    return pFound != nullptr ? pFound : FindInHiding(szLibrary, szName);
+}
+
+bool ForgetIfUnloaded(void*& pReal) {
+    if (pReal == nullptr || IsLoaded(pReal)) return false;
+    __atomic_store_n(&pReal, nullptr, __ATOMIC_RELAXED);
+    return true;
+}
+
 /// Where a library was, another may be tomorrow.
 void ForgetUnloaded() {
     bool bGone = false;
-    for (void*& pReal : g_real) {
-        if (pReal == nullptr || IsLoaded(pReal)) continue;
-        bGone = bGone || &pReal != &g_real[static_cast<std::size_t>(Real::kWriteLog)];
-        __atomic_store_n(&pReal, nullptr, __ATOMIC_RELAXED);
-    }
+    for (void*& pReal : g_real)
+        bGone = ForgetIfUnloaded(pReal) || bGone;
+    ForgetIfUnloaded(g_pZtkRecordRealLog);
     if (bGone) WriteDeed(Operation::kUnload, 0);
 }
 
@@ -93,16 +101,24 @@ void ForgetUnloaded() {
 
 void* FindReal(Real enFunction) {
     const auto nFunction = static_cast<std::size_t>(enFunction);
-    const bool bLog = enFunction == Real::kWriteLog;
-    void* pFound = RealDlsym()(RTLD_NEXT, kNames[nFunction]);
-    if (pFound == nullptr)
-        pFound = FindInHiding(bLog ? "libZTKSDKLogC.so" : "libZTKCommon.so", kNames[nFunction]);
-    if (pFound == nullptr && bLog) return reinterpret_cast<void*>(&NoLog);
+    void* pFound = Find(kNames[nFunction], "libZTKCommon.so");
     if (pFound != nullptr) __atomic_store_n(&g_real[nFunction], pFound, __ATOMIC_RELAXED);
     return pFound;
 }
 
+void* RealLog() {
+    void* pReal = __atomic_load_n(&g_pZtkRecordRealLog, __ATOMIC_RELAXED);
+    if (pReal != nullptr) return pReal;
+    pReal = Find("ZTK_LOG_WriteLog", "libZTKSDKLogC.so");
+    if (pReal == nullptr) return reinterpret_cast<void*>(&NoLog);
+    __atomic_store_n(&g_pZtkRecordRealLog, pReal, __ATOMIC_RELAXED);
+    return pReal;
+}
+
 }  // namespace ztk_record
+
+extern "C" void* g_pZtkRecordRealLog;
+void* g_pZtkRecordRealLog = nullptr;
 
 /// Tells where dlsym() goes on to. With its pseudo handles the real one looks at who called it, so that
 /// nothing may stand between.

@@ -12,7 +12,6 @@ enum class Real : std::size_t {
     kFreePoolMemory,
     kAllocatePoolSharedMemory,
     kFreePoolSharedMemory,
-    kWriteLog,
     kCount,
 };
 
@@ -21,6 +20,9 @@ extern void* g_real[static_cast<std::size_t>(Real::kCount)];
 /// Looks the function up in what comes behind the recorder, or in the library where a plug-in brought it.
 /// Null: it is not there.
 void* FindReal(Real enFunction);
+
+/// The log library's function, or one that does nothing.
+void* RealLog();
 
 template <class Function>
 Function RealOf(Real enFunction) {

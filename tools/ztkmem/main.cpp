@@ -61,7 +61,7 @@ int Finish(int nExitStatus) {
 int Run(int nCount, char** ppArguments) {
     CLI::App program{
         "Shows what the memory pools hold in /dev/shm, from outside: it touches neither the\n"
-        "library nor its processes.",
+        "library nor its processes. Reads their logs and recordings, and replays these.",
         "ztkmem"};
     int nExitStatus = kExitFine;
     program.require_subcommand(1);
@@ -71,7 +71,8 @@ int Run(int nCount, char** ppArguments) {
         "  ztkmem ls                  what is there, whose it is, whether it is stale\n"
         "  ztkmem reap                what dead processes left behind\n"
         "  ztkmem top                 the same, live\n"
-        "  ztkmem log camera.log      what the pools did, from their log lines");
+        "  ztkmem log camera.log      what the pools did, from their log lines\n"
+        "  ztkmem report ztk.rec      who holds what, from a recording of ztk-record");
     AddCommands(program, nExitStatus);
     try {
         program.parse(nCount, ppArguments);

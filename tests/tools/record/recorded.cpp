@@ -1,10 +1,10 @@
 // A program to be recorded. Its argument says what it does.
-#include <dlfcn.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -63,7 +63,8 @@ int Faults() {
     GiveBack(pTwice);
     GiveBack(&pTwice);
     void* pBlock = nullptr;
-    const bool bRefused = AllocatePoolMemory(UINT64_C(1) << 50U, ZTK_MEM_OS, &pBlock, nullptr) == ERR_NO_MEMORY;
+    const bool bRefused =
+        AllocatePoolMemory(UINT64_C(1) << 50U, ZTK_MEM_OS, &pBlock, nullptr) == ERR_NO_MEMORY;
     const bool bNoOutput = AllocatePoolMemory(10, ZTK_MEM_OS, nullptr, nullptr) == ERR_INVALID_PARAM;
     return bRefused && bNoOutput ? 7 : 1;
 }

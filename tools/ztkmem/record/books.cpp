@@ -30,6 +30,7 @@ Shelf ShelfOf(const Event& event) {
 }
 
 Verdict Books::Take(const Event& event) {
+    touched_.clear();
     nLast_ = std::max(nLast_, event.nAt + (event.IsRelease() ? event.nDuration : 0));
     if (event.IsCall()) {
         ++nCalls_;
@@ -65,7 +66,7 @@ Verdict Books::TakeAllocation(const Event& event) {
         Block& block = blocks[event.nAddress];
         block.shelf = ShelfOf(event);
         block.nSize = event.nSize;
-        AddBusy(facts, block.nSize);
+        AddBusy(block.shelf, block.nSize);
         block.bBusy = true;
         HandOut(block, event);
     }
@@ -83,9 +84,8 @@ bool Books::IsReuse(const Event& event, const Blocks& blocks, Blocks::const_iter
 
 void Books::HandOut(Block& block, const Event& event) {
     if (!block.bBusy) {
-        ShelfFacts& facts = shelves_[block.shelf];
-        TakeIdle(facts, block.nSize);
-        AddBusy(facts, block.nSize);
+        TakeIdle(block.shelf, block.nSize);
+        AddBusy(block.shelf, block.nSize);
     }
     block.bBusy = true;
     block.nSince = event.nAt;
@@ -114,9 +114,8 @@ Verdict Books::TakeRelease(const Event& event) {
         Note(doubles_, event, block.nSite, block.shelf.enKind);
         return Verdict::kReleasedTwice;
     }
-    ShelfFacts& facts = shelves_[block.shelf];
-    TakeBusy(facts, block.nSize);
-    AddIdle(facts, block.nSize);
+    TakeBusy(block.shelf, block.nSize);
+    AddIdle(block.shelf, block.nSize);
     block.bBusy = false;
     block.nSince = event.nAt;
     block.nSite = event.nSite;
@@ -131,46 +130,68 @@ Verdict Books::TakeGiveBack(const Event& event) {
 }
 
 void Books::Remove(Blocks& blocks, Blocks::iterator it) {
-    ShelfFacts& facts = shelves_[it->second.shelf];
-    if (it->second.bBusy) {
-        TakeBusy(facts, it->second.nSize);
+    const Block& block = it->second;
+    if (block.bBusy) {
+        TakeBusy(block.shelf, block.nSize);
     } else {
-        TakeIdle(facts, it->second.nSize);
+        TakeIdle(block.shelf, block.nSize);
     }
     blocks.erase(it);
 }
 
-void Books::AddBusy(ShelfFacts& facts, std::uint64_t nSize) {
+void Totals::AddBusy(std::uint64_t nSize) {
+    nBusy += nSize;
+    nPeakBusy = std::max(nPeakBusy, nBusy);
+    nPeakOwned = std::max(nPeakOwned, nBusy + nIdle);
+}
+
+void Totals::AddIdle(std::uint64_t nSize) {
+    nIdle += nSize;
+    nPeakIdle = std::max(nPeakIdle, nIdle);
+}
+
+void Books::AddBusy(const Shelf& shelf, std::uint64_t nSize) {
+    ShelfFacts& facts = shelves_[shelf];
     facts.busy.Add(nSize);
     facts.nPeakBusy = std::max(facts.nPeakBusy, facts.busy.nBytes);
-    totals_.nBusy += nSize;
-    totals_.nPeakBusy = std::max(totals_.nPeakBusy, totals_.nBusy);
-    totals_.nPeakOwned = std::max(totals_.nPeakOwned, totals_.nBusy + totals_.nIdle);
+    totals_.AddBusy(nSize);
+    kinds_[static_cast<std::size_t>(shelf.enKind)].AddBusy(nSize);
+    touched_.push_back(shelf);
 }
 
-void Books::AddIdle(ShelfFacts& facts, std::uint64_t nSize) {
+void Books::AddIdle(const Shelf& shelf, std::uint64_t nSize) {
+    ShelfFacts& facts = shelves_[shelf];
     facts.idle.Add(nSize);
     facts.nPeakIdle = std::max(facts.nPeakIdle, facts.idle.nBytes);
-    totals_.nIdle += nSize;
-    totals_.nPeakIdle = std::max(totals_.nPeakIdle, totals_.nIdle);
+    totals_.AddIdle(nSize);
+    kinds_[static_cast<std::size_t>(shelf.enKind)].AddIdle(nSize);
+    touched_.push_back(shelf);
 }
 
-void Books::TakeBusy(ShelfFacts& facts, std::uint64_t nSize) {
-    facts.busy.Take(nSize);
+void Books::TakeBusy(const Shelf& shelf, std::uint64_t nSize) {
+    shelves_[shelf].busy.Take(nSize);
     totals_.nBusy -= nSize;
+    kinds_[static_cast<std::size_t>(shelf.enKind)].nBusy -= nSize;
+    touched_.push_back(shelf);
 }
 
-void Books::TakeIdle(ShelfFacts& facts, std::uint64_t nSize) {
-    facts.idle.Take(nSize);
+void Books::TakeIdle(const Shelf& shelf, std::uint64_t nSize) {
+    shelves_[shelf].idle.Take(nSize);
     totals_.nIdle -= nSize;
+    kinds_[static_cast<std::size_t>(shelf.enKind)].nIdle -= nSize;
+    touched_.push_back(shelf);
 }
 
 void Books::Unload() {
     const auto holdings = Holdings();
     lost_.insert(lost_.end(), holdings.begin(), holdings.end());
-    for (auto& [shelf, facts] : shelves_)
+    for (auto& [shelf, facts] : shelves_) {
         facts.busy = facts.idle = {};
+        touched_.push_back(shelf);
+    }
     totals_.nBusy = totals_.nIdle = 0;
+    for (Totals& kind : kinds_)
+        kind.nBusy = kind.nIdle = 0;
     local_.clear();
     shared_.clear();
 }

@@ -1,6 +1,7 @@
 // What a recorded process has of each kind, kept call by call.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -12,6 +13,7 @@
 namespace ztkmem::record {
 
 enum class Kind : std::uint8_t { kHeap, kMmz, kShared, kOther };
+constexpr std::size_t kKinds = 4;
 
 /// Where blocks are exchangeable, up to their alignment.
 struct Shelf {
@@ -51,6 +53,9 @@ struct ShelfFacts {
 
 /// Of all shelves together.
 struct Totals {
+    void AddBusy(std::uint64_t nSize);
+    void AddIdle(std::uint64_t nSize);
+
     std::uint64_t nBusy = 0;
     std::uint64_t nIdle = 0;
     std::uint64_t nPeakBusy = 0;
@@ -112,6 +117,10 @@ class Books {
 
     const std::map<Shelf, ShelfFacts>& Shelves() const { return shelves_; }
     const Totals& Sum() const { return totals_; }
+    /// Busy and idle bytes.
+    const Totals& SumOf(Kind enKind) const { return kinds_[static_cast<std::size_t>(enKind)]; }
+    /// Whose bytes the last event changed.
+    const std::vector<Shelf>& Touched() const { return touched_; }
     /// The largest first.
     std::vector<Holding> Holdings() const;
     const Faults& Doubles() const { return doubles_; }
@@ -137,10 +146,10 @@ class Books {
     void Unload();
     void HandOut(Block& block, const Event& event);
     void Remove(Blocks& blocks, Blocks::iterator it);
-    void AddIdle(ShelfFacts& facts, std::uint64_t nSize);
-    void AddBusy(ShelfFacts& facts, std::uint64_t nSize);
-    void TakeIdle(ShelfFacts& facts, std::uint64_t nSize);
-    void TakeBusy(ShelfFacts& facts, std::uint64_t nSize);
+    void AddIdle(const Shelf& shelf, std::uint64_t nSize);
+    void AddBusy(const Shelf& shelf, std::uint64_t nSize);
+    void TakeIdle(const Shelf& shelf, std::uint64_t nSize);
+    void TakeBusy(const Shelf& shelf, std::uint64_t nSize);
     bool IsReuse(const Event& event, const Blocks& blocks, Blocks::const_iterator it) const;
     Blocks& Of(const Event& event) { return event.IsShared() ? shared_ : local_; }
 
@@ -149,6 +158,8 @@ class Books {
     Blocks shared_;
     std::map<Shelf, ShelfFacts> shelves_;
     Totals totals_;
+    std::array<Totals, kKinds> kinds_{};
+    std::vector<Shelf> touched_;
     std::map<std::uint32_t, std::uint64_t> threads_;
     Faults doubles_;
     Faults unknowns_;

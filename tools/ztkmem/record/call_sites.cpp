@@ -45,7 +45,8 @@ std::string LastPart(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-/// "function\n/folder/file:line (discriminator 2)" on one line, without what is not known.
+/// "function\n/folder/file:line (discriminator 2)" as "function file:line"; "function " without a line,
+/// nothing without a function.
 std::string Shortened(const std::string& answer) {
     const std::size_t nBreak = answer.find('\n');
     if (nBreak == std::string::npos) return {};
@@ -56,7 +57,7 @@ std::string Shortened(const std::string& answer) {
     std::string place = LastPart(answer.substr(nBreak + 1));
     place = place.substr(0, place.find(" ("));
     if (function == "??") return {};
-    return place.rfind("??", 0) == 0 ? function : fmt::format("{} {}", function, place);
+    return fmt::format("{} {}", function, place.rfind("??", 0) == 0 ? "" : place);
 }
 
 }  // namespace
@@ -119,9 +120,10 @@ void CallSites::ResolveAll() {
 
 std::string CallSites::NameOf(const Frame& frame) const {
     const auto name = names_.find({frame.nModule, frame.nAddress});
-    if (name != names_.end() && !name->second.empty()) return Escape(name->second);
     const auto module = modules_.find(frame.nModule);
     const std::string file = module == modules_.end() ? "?" : LastPart(module->second);
+    if (name != names_.end() && !name->second.empty())
+        return Escape(name->second.back() == ' ' ? fmt::format("{}in {}", name->second, file) : name->second);
     if (frame.symbol.empty()) return Escape(fmt::format("{}+{:#x}", file, frame.nAddress));
     return Escape(fmt::format("{} in {}", Demangled(frame.symbol), file));
 }
@@ -130,8 +132,10 @@ std::vector<std::string> CallSites::NamesOf(std::uint32_t nSite) const {
     std::vector<std::string> names;
     const auto it = sites_.find(nSite);
     if (it != sites_.end()) {
-        for (const Frame& frame : it->second)
+        for (const Frame& frame : it->second) {
             names.push_back(NameOf(frame));
+            if (names.back().rfind("main ", 0) == 0) break;  // who calls that is no news
+        }
     }
     if (names.empty()) names.emplace_back("?");
     return names;

@@ -14,7 +14,8 @@ namespace {
 
 /// More curves than this nobody can tell apart.
 constexpr std::size_t kMostShelves = 6;
-constexpr std::uint64_t kTooFarAbove = 8;
+/// The limit of idle bytes is drawn where they come near to it.
+constexpr std::uint64_t kTooFarAbove = 3;
 
 double SecondsOf(std::uint64_t nNs) {
     return static_cast<double>(nNs) / 1e9;
@@ -29,21 +30,40 @@ std::string ColourOf(const Shelf& shelf) {
     return shelf.enKind == Kind::kMmz ? kGreens[nShade] : kOranges[nShade];
 }
 
+/// What a curve reached in each of so many parts of the time. Frames come and go a hundred times a second: as
+/// they are, they would be a bar from 0 to there.
+std::vector<std::int64_t> Heights(const log::Series& series, double end) {
+    constexpr std::size_t kParts = 300;
+    std::vector<std::int64_t> heights(kParts, 0);
+    std::size_t nAt = 0;
+    const auto part = [end](double at) {
+        return end > 0 ? std::min(static_cast<std::size_t>(at / end * kParts), kParts - 1) : 0;
+    };
+    const auto goOn = [&heights, &nAt](std::size_t nTo, std::int64_t nHeight) {
+        while (nAt < nTo)
+            heights[++nAt] = nHeight;
+    };
+    std::int64_t nNow = 0;
+    for (const log::Span& span : series.Spans()) {
+        goOn(part(span.first.seconds), nNow);
+        heights[nAt] = std::max(heights[nAt], span.nMost);
+        goOn(part(span.last.seconds), span.nMost);
+        nNow = span.nLast;
+    }
+    goOn(kParts - 1, nNow);
+    return heights;
+}
+
 log::PlotCurve CurveOf(const std::string& name, const Shelf& shelf, log::Stroke enStroke,
                        const log::Series& series, double unit, double end) {
     log::PlotCurve curve{name, ColourOf(shelf), enStroke, true, {}};
-    const auto add = [&curve, unit](double x, std::int64_t nBytes) {
-        curve.points.push_back({x, static_cast<double>(nBytes) / unit});
-    };
-    add(0, 0);
-    for (const log::Span& span : series.Spans()) {
-        if (span.nCount > 1) {
-            add(span.first.seconds, span.nLeast);
-            add(span.first.seconds, span.nMost);
-        }
-        add(span.last.seconds, span.nLast);
+    const std::vector<std::int64_t> heights = Heights(series, end);
+    for (std::size_t i = 0; i < heights.size(); ++i) {
+        if (i > 0 && heights[i] == heights[i - 1]) continue;
+        curve.points.push_back({end * static_cast<double>(i) / static_cast<double>(heights.size()),
+                                static_cast<double>(heights[i]) / unit});
     }
-    add(end, series.Last());
+    curve.points.push_back({end, static_cast<double>(heights.back()) / unit});
     return curve;
 }
 
@@ -70,8 +90,8 @@ void PlotMaker::Look(const Event& event, Verdict enVerdict, const Books& books) 
     if (enVerdict == Verdict::kRefused) refused_.Add(moment, 1);
     if (enVerdict == Verdict::kReleasedTwice) twice_.Add(moment, 1);
     if (event.bRetried) retried_.Add(moment, 1);
-    for (const auto& [shelf, facts] : books.Shelves()) {
-        if (facts.nMade + facts.nReused == 0) continue;
+    for (const Shelf& shelf : books.Touched()) {
+        const ShelfFacts& facts = books.Shelves().at(shelf);
         Curves& curves = shelves_[shelf];
         if (curves.nBusy != facts.busy.nBytes)
             curves.busy.Add(moment, static_cast<std::int64_t>(facts.busy.nBytes));
@@ -96,7 +116,7 @@ log::Plot PlotMaker::Make(const std::string& name, const Books& books) const {
     drawn.resize(std::min(nAll, kMostShelves));
 
     log::Plot plot;
-    const bool bLimit = nMost > ztk::kAllowedLimit / kTooFarAbove;
+    const bool bLimit = books.Sum().nPeakIdle > ztk::kAllowedLimit / kTooFarAbove;
     constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 56U;
     plot.y = log::MakeSizeAxis(static_cast<std::int64_t>(
         std::min(bLimit ? std::max(nMost, ztk::kAllowedLimit) : nMost, kMostBytes)));
@@ -105,9 +125,10 @@ log::Plot PlotMaker::Make(const std::string& name, const Books& books) const {
     plot.x = log::MakeTimeAxis(log::ClockKind::kSeconds, 0, end, 0);
     plot.title = "Pool memory in " + Escape(name);
     const Totals& sum = books.Sum();
-    plot.subtitle = fmt::format("peaks: {} busy, {} idle, {} together{}", HumanBytes(sum.nPeakBusy),
-                                HumanBytes(sum.nPeakIdle), HumanBytes(sum.nPeakOwned),
-                                nAll > kMostShelves ? "; only the largest size classes are drawn" : "");
+    plot.subtitle =
+        fmt::format("the most of each moment; peaks: {} busy, {} idle, {} together{}",
+                    HumanBytes(sum.nPeakBusy), HumanBytes(sum.nPeakIdle), HumanBytes(sum.nPeakOwned),
+                    nAll > kMostShelves ? "; only the largest size classes are drawn" : "");
     for (const auto& [shelf, nPeak] : drawn) {
         const auto it = shelves_.find(shelf);
         if (it == shelves_.end()) continue;

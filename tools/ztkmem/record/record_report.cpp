@@ -156,12 +156,8 @@ class Writer {
                              Seconds(event.nAt), NameOf(event.enOperation), HumanBytes(event.nSize),
                              event.nAlign, NameOf(ShelfOf(event).enKind), StatusName(event.nStatus));
         text_ += fmt::format("  called by {}\n", report_.sites.NameOf(event.nSite));
-        if (refusal->holdings.empty()) {
-            text_ += "  nothing was busy then\n";
-            return;
-        }
-        text_ += "Busy at that moment\n";
-        AddHoldings(refusal->holdings);
+        text_ += "The pools at that moment\n" + ShelfTable(refusal->shelves);
+        AddHeld("Busy at that moment", refusal->holdings);
     }
 
     void AddNotes() {

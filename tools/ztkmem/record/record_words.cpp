@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "common/ztk_common.h"
+#include "text.h"
 
 namespace ztkmem::record {
 
@@ -23,7 +26,9 @@ const char* NameOf(Kind enKind) {
 std::string ClassName(std::int32_t nClass) {
     if (nClass == 0) return "below 20M";
     if (nClass == 1) return "20M to 50M";
-    return fmt::format("{}M to {}M", (std::int64_t{nClass} - 1) * 50, std::int64_t{nClass} * 50);
+    const std::uint64_t nTo = static_cast<std::uint64_t>(std::max(nClass, 1)) * 50;
+    if (nTo > 10240) return "from " + HumanBytes((nTo - 50) << 20U);
+    return fmt::format("{}M to {}M", nTo - 50, nTo);
 }
 
 std::string ShelfName(const Shelf& shelf) {

@@ -99,18 +99,15 @@ void TraceWriter::WriteMark(const Event& event, const char* szWhat) {
 }
 
 void TraceWriter::WriteCounters(const Event& event, const Books& books) {
-    std::map<Kind, std::pair<std::uint64_t, std::uint64_t>> now;
-    for (const auto& [shelf, facts] : books.Shelves()) {
-        auto& [nBusy, nIdle] = now[shelf.enKind];
-        nBusy += facts.busy.nBytes;
-        nIdle += facts.idle.nBytes;
-    }
-    for (const auto& [enKind, bytes] : now) {
-        if (shown_[enKind] == bytes) continue;
-        shown_[enKind] = bytes;
+    for (const Shelf& shelf : books.Touched()) {
+        const Totals& sum = books.SumOf(shelf.enKind);
+        const std::pair<std::uint64_t, std::uint64_t> bytes{sum.nBusy, sum.nIdle};
+        if (shown_[shelf.enKind] == bytes) continue;
+        shown_[shelf.enKind] = bytes;
         Add(fmt::format(
             R"({{"name":"{} bytes","ph":"C","pid":{},"tid":0,"ts":{},"args":{{"busy":{},"idle":{}}}}})",
-            record::NameOf(enKind), facts_.nProcess, Microseconds(event.nAt), bytes.first, bytes.second));
+            record::NameOf(shelf.enKind), facts_.nProcess, Microseconds(event.nAt), bytes.first,
+            bytes.second));
     }
 }
 
