@@ -10,6 +10,8 @@ import initramfs
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 # What the tests read beside their own programs.
 DATA = [SOURCE / "tests" / "data" / "log_lines.txt"]
+# The tests that a build with a sanitizer has: see dev.
+SANITIZED = re.compile(r"library\.|(pevents|reclaimer)_test")
 SANITIZER_RUNTIMES = {"thread": ["libtsan.so.2"], "address,undefined": ["libasan.so.8", "libubsan.so.1"]}
 
 
@@ -44,13 +46,12 @@ class Test:
         return f"{self.name}\t{5 * self.seconds}\t{self.skip_code}\t{command}"
 
 
-def tests_of(build):
-    """Those that run on a board, and how many are for the desk alone."""
+def tests_of(build, wanted=re.compile("")):
+    """Those that run on a board and whose names begin as wanted."""
     listing = subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"], check=True, text=True,
                              capture_output=True).stdout
     tests = [Test(entry) for entry in json.loads(listing)["tests"]]
-    here = [test for test in tests if "desk" not in test.labels]
-    return here, len(tests) - len(here)
+    return [test for test in tests if "desk" not in test.labels and wanted.match(test.name)]
 
 
 def programs_of(build):
@@ -64,15 +65,14 @@ def programs_of(build):
             yield path
 
 
-def pack(build, listed, output):
-    """The tests of the list, from a build folder that may be another one than the list is from: a program with a
-    sanitizer cannot be asked for its tests on this machine. They are the same."""
+def pack(build, listed, tests, output):
+    """Tests from the list of one build folder with the programs of another: a program with a sanitizer cannot be asked
+    for its tests on this machine. They are the same."""
     tree = initramfs.Tree(output.with_suffix(""))
     for path in programs_of(build):
         tree.add(path)
     for path in DATA:
         tree.add(path)
-    tests, _ = tests_of(listed)
     lines = [test.line().replace(f"{listed}/", f"{build}/") for test in tests]
     tree.write("/tests/list", "\n".join(lines) + "\n", mode=0o644)
     tree.write("/tests/run", "#!/bin/sh\nexec /board/run-list /tests/list\n")
