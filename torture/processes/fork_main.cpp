@@ -33,9 +33,8 @@ constexpr int kObjectsOfAFilledPool = 2;
 pid_t g_nParent = 0;
 
 /// Runs before the library's own handler, since it is registered after it.
-void AwaitThreadInside() {
-    while (getpid() == g_nParent && ThreadsInside() == 0)
-        sched_yield();
+void HoldBackFork() {
+    if (getpid() == g_nParent) AwaitThreadInside();
 }
 
 /// One way that a child goes: what it does, and how many objects it leaves for a sweep.
@@ -112,7 +111,7 @@ class Forks {
                 sched_yield();
         }
         g_nParent = getpid();
-        if (pthread_atfork(AwaitThreadInside, nullptr, nullptr) != 0) std::abort();
+        if (pthread_atfork(HoldBackFork, nullptr, nullptr) != 0) std::abort();
     }
 
     void Do(const Case& way) {

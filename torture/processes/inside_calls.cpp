@@ -1,5 +1,6 @@
 #include "torture/processes/inside_calls.h"
 
+#include <sched.h>
 #include <sys/mman.h>
 
 #include <atomic>
@@ -10,6 +11,7 @@ namespace ztk::torture {
 namespace {
 
 std::atomic<int> g_nInside{0};
+std::atomic<bool> g_bAwaited{false};
 
 int (*g_pShmOpen)(const char*, int, mode_t) = nullptr;
 int (*g_pShmUnlink)(const char*) = nullptr;
@@ -21,7 +23,11 @@ int (*g_pShmUnlink)(const char*) = nullptr;
 
 class Inside {
   public:
-    Inside() { ++g_nInside; }
+    Inside() {
+        ++g_nInside;
+        while (g_bAwaited)
+            sched_yield();
+    }
     ~Inside() { --g_nInside; }
     Inside(const Inside&) = delete;
     Inside& operator=(const Inside&) = delete;
@@ -29,8 +35,11 @@ class Inside {
 
 }  // namespace
 
-int ThreadsInside() {
-    return g_nInside;
+void AwaitThreadInside() {
+    g_bAwaited = true;
+    while (g_nInside == 0)
+        sched_yield();
+    g_bAwaited = false;
 }
 
 }  // namespace ztk::torture

@@ -4,7 +4,8 @@
 
 namespace ztk::torture {
 
-/// Threads that are creating or removing an object just now.
-int ThreadsInside();
+/// Returns when another thread is creating or removing an object, and so has a pool's lock: it is held there
+/// until it has been seen.
+void AwaitThreadInside();
 
 }  // namespace ztk::torture
