@@ -117,7 +117,6 @@ void* RealLog() {
 
 }  // namespace ztk_record
 
-extern "C" void* g_pZtkRecordRealLog;
 void* g_pZtkRecordRealLog = nullptr;
 
 /// Tells where dlsym() goes on to. With its pseudo handles the real one looks at who called it, so that
@@ -128,6 +127,8 @@ extern "C" void* ZtkRecordDlsym(void* hLibrary, const char* /*szName*/) {
     return reinterpret_cast<void*>(&ztk_record::Lookup);
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
+// ones
 extern "C" __attribute__((visibility("default"))) int dlclose(void* hLibrary) {
     static void* pReal = nullptr;
     if (pReal == nullptr) pReal = ztk_record::RealDlsym()(RTLD_NEXT, "dlclose");

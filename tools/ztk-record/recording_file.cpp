@@ -64,10 +64,11 @@ std::uint64_t MeasureTicksPerSecond() {
     constexpr std::uint64_t kBase = 1'000'000;
     const std::uint64_t nStartNs = NowNs();
     const std::uint64_t nStart = NowTicks();
-    std::uint64_t nNs = nStartNs;
-    while (nNs < nStartNs + kBase)
-        nNs = NowNs();
-    return (NowTicks() - nStart) * kNsPerSecond / (nNs - nStartNs);
+    std::uint64_t nPassed = 0;
+    do {
+        nPassed = NowNs() - nStartNs;
+    } while (nPassed < kBase);
+    return (NowTicks() - nStart) * kNsPerSecond / nPassed;
 #endif
 }
 

@@ -186,9 +186,9 @@ std::uint32_t SiteOf(void* pCaller) {
 }
 
 void ForgetSites() {
-    if (g_sites.nSites == 0) return;
-    g_sites = Sites();
-    std::memset(static_cast<void*>(g_slots), 0, sizeof(g_slots));
+    const bool bAny = g_sites.nSites != 0;
+    g_sites = Sites();  // another thread of the parent may have held the lock
+    if (bAny) std::memset(static_cast<void*>(g_slots), 0, sizeof(g_slots));
 }
 
 }  // namespace ztk_record

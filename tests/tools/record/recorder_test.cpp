@@ -74,6 +74,24 @@ TEST_F(RecordTest, TellsCallersOfCallersOnRequest) {
         << text;
 }
 
+TEST_F(RecordTest, TellsTheSameAsJson) {
+    ASSERT_EQ(Record({"faults"}).nStatus, 7);
+    const Outcome outcome = ZtkMem({"report", File(), "--json"});
+    EXPECT_EQ(outcome.nStatus, 1);
+    const nlohmann::json report = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(report["calls"], 31);
+    EXPECT_EQ(report["healthy"], false);
+    EXPECT_EQ(report["reuse_is_inferred"], false);
+    ASSERT_EQ(report["held"].size(), 4U);
+    EXPECT_EQ(report["held"][0]["bytes"], 2 * 1024 * 1024);
+    EXPECT_EQ(report["held"][3]["blocks"], 2);
+    ASSERT_EQ(report["double_releases"].size(), 1U);
+    EXPECT_EQ(report["double_releases"][0]["times"], 1);
+    EXPECT_EQ(report["unknown_releases"].size(), 1U);
+    EXPECT_EQ(report["first_refusal"]["size"], std::uint64_t{1} << 50U);
+    EXPECT_EQ(report["first_refusal"]["held"].size(), 4U);
+}
+
 TEST_F(RecordTest, TellsTheLineOfTheCall) {
     ASSERT_EQ(Record({"faults"}).nStatus, 7);
     std::ifstream source(ZTK_RECORDED_SOURCE);

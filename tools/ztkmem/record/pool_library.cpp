@@ -108,7 +108,10 @@ PoolLibrary LoadPoolLibrary(const std::string& path) {
     LookUp(hLibrary, "FreePoolMemory", library.pRelease);
     LookUp(hLibrary, "FreePoolSharedMemory", library.pReleaseShared);
     Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(library.pAllocate), &info) != 0) library.path = info.dli_fname;
+    if (dladdr(reinterpret_cast<void*>(library.pAllocate), &info) != 0) {
+        std::error_code ignored;
+        library.path = std::filesystem::weakly_canonical(info.dli_fname, ignored);
+    }
     // not this program's own, which the library calls
     Listener& listener = TheListener();
     listener.pLevel = reinterpret_cast<int (*)()>(dlsym(hLibrary, "ZTK_LOG_GetLogLevel"));

@@ -17,6 +17,7 @@ struct RecordReport {
 
 /// Resolves the sites that it names.
 std::string ReportText(const RecordReport& report);
+std::string ReportJson(const RecordReport& report);
 
 /// Blocks held at the end, a fault, or a refusal.
 bool HasFindings(const Books& books);

@@ -23,15 +23,17 @@ release, a refusal), 2 error.
 
 Examples:
   ztk-record -- ./camera; ztkmem report ztk.rec
+  ztkmem report ztk.rec --json | jq '.held[] | [.bytes, .stack[0]]'
   ztkmem report ztk.rec >/dev/null || echo "have a look")";
 
-int RunReport(const std::string& file) {
+int RunReport(const std::string& file, bool bJson) {
     const record::RecordingReader reader(file);
     record::Books books(reader.About().Has(ztk_record::kSawLog));
     reader.ForEach([&books](const record::Event& event) { books.Take(event); });
     record::CallSites sites(reader.Lines());
     const std::string name = file.substr(file.rfind('/') + 1);
-    fmt::print("{}", ForTerminal(record::ReportText({name, reader.About(), books, sites})));
+    const record::RecordReport report{name, reader.About(), books, sites};
+    fmt::print("{}", bJson ? ReportJson(report) : ForTerminal(ReportText(report)));
     return record::HasFindings(books) ? kExitSomethingFound : kExitFine;
 }
 
@@ -39,11 +41,13 @@ int RunReport(const std::string& file) {
 
 void AddReportCommand(CLI::App& program, int& nExitStatus) {
     auto pFile = std::make_shared<std::string>();
+    auto pJson = std::make_shared<bool>(false);
     CLI::App* pCommand = program.add_subcommand(
         "report", "Tell from a recording of ztk-record who holds what, and what went wrong");
     pCommand->add_option("FILE", *pFile, "The recording")->required();
+    pCommand->add_flag("--json", *pJson, "One JSON document; sizes in bytes, times in seconds");
     pCommand->footer(kReportFooter);
-    pCommand->callback([pFile, &nExitStatus] { nExitStatus = RunReport(*pFile); });
+    pCommand->callback([pFile, pJson, &nExitStatus] { nExitStatus = RunReport(*pFile, *pJson); });
 }
 
 }  // namespace ztkmem
