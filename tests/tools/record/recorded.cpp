@@ -90,6 +90,13 @@ int Threads() {
     return 0;
 }
 
+/// One thread after the other.
+int ShortThreads(int nThreads) {
+    for (int i = 0; i < nThreads; ++i)
+        std::thread([] { Many(100); }).join();
+    return 0;
+}
+
 int Killed() {
     TakeFrame();
     Many(1000);
@@ -118,6 +125,7 @@ int main(int nCount, char** ppArguments) {
     if (std::strcmp(szWhat, "clean") == 0) return Clean();
     if (std::strcmp(szWhat, "many") == 0) return Many(std::atoi(ppArguments[2]));
     if (std::strcmp(szWhat, "threads") == 0) return Threads();
+    if (std::strcmp(szWhat, "short-threads") == 0) return ShortThreads(std::atoi(ppArguments[2]));
     if (std::strcmp(szWhat, "killed") == 0) return Killed();
     if (std::strcmp(szWhat, "fork") == 0) return Fork();
     return 3;

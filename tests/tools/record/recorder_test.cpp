@@ -128,6 +128,14 @@ TEST_F(RecordTest, KeepsTheOrderOfSeveralThreads) {
     EXPECT_NE(report.out.find("80000 calls in 4 threads"), std::string::npos) << report.out;
 }
 
+TEST_F(RecordTest, LetsAThreadGoOnInTheRoomOfOneThatEnded) {
+    EXPECT_EQ(Record({"short-threads", "300"}).nStatus, 0);
+    EXPECT_NE(ZtkMem({"report", File()}).out.find("30000 calls in 300 threads"), std::string::npos);
+    constexpr std::uintmax_t kText = ztk_record::kChunkSize;
+    constexpr std::uintmax_t kNeeded = 30000 * sizeof(ztk_record::Record);
+    EXPECT_LE(fs::file_size(File()), kText + kNeeded + 2 * ztk_record::kChunkSize);
+}
+
 TEST_F(RecordTest, WritesAnotherFileForAForkedChild) {
     EXPECT_EQ(Record({"fork"}).nStatus, 0);
     std::vector<std::string> files;

@@ -18,6 +18,7 @@ constexpr std::size_t kMostAtOnce = 500;
 /// What the program writes; empty if it is not there.
 std::string OutputOf(std::vector<std::string> words) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -209,6 +209,7 @@ std::vector<Holding> Books::Holdings() const {
         }
     }
     std::vector<Holding> holdings;
+    holdings.reserve(bySite.size());
     for (const auto& [key, holding] : bySite)
         holdings.push_back(holding);
     std::stable_sort(holdings.begin(), holdings.end(), [](const Holding& one, const Holding& other) {
