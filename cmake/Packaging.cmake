@@ -77,7 +77,9 @@ if(TARGET ztkmem)
 "look at memory pools from outside
 ${about}
 The program ztkmem lists the blocks in shared memory with their owners, shows
-their content, removes what dead processes left, and reads the library's log.")
+their content, removes what dead processes left, and reads the library's log.
+ztk-record writes down what a program asks of the pools, for ztkmem to report,
+draw and replay.")
     set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS gnuplot-nox)
 endif()
 
