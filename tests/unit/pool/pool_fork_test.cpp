@@ -28,7 +28,7 @@ template <class Kind>
 class PoolForkTest : public PoolTest<Kind> {
   protected:
     PoolForkTest()
-        : idle_(this->AllocateIdle(4096)), busy_(this->Allocate(8192)), aligned_(this->Allocate(4096, 64)) {
+        : idle_(this->AllocateIdle(4096)), busy_(this->Allocate(12288)), aligned_(this->Allocate(4096, 64)) {
         this->Release(aligned_);
         ClearLog();
     }
@@ -86,10 +86,10 @@ TYPED_TEST(PoolForkTest, TheChildKeepsHeapBlocksAndDisownsAllOthers) {
         const bool bKept = TypeParam::kSurvivesFork;
         EXPECT_EQ(TypeParam::Release(pool, this->busy_.nAddress), bKept ? ZTK_SUCCESS : ERR_INVALID_PARAM);
         EXPECT_EQ(this->TakeLogOfCalls(), bKept ? Lines{} : Lines{TypeParam::UnknownAddress()});
-        EXPECT_EQ(pool.RedundantSize(), bKept ? 4096U + 4096 + 8192 : 0U);
+        EXPECT_EQ(pool.RedundantSize(), bKept ? 4096U + 4096 + 12288 : 0U);
         EXPECT_EQ(this->Allocate(4096).nAddress == this->idle_.nAddress, bKept);
         EXPECT_EQ(this->Allocate(4096, 64).nAddress == this->aligned_.nAddress, bKept);
-        EXPECT_EQ(pool.RedundantSize(), bKept ? 8192U : 0U);
+        EXPECT_EQ(pool.RedundantSize(), bKept ? 12288U : 0U);
     });
     this->ExpectParentUnharmed();
 }
