@@ -1,13 +1,14 @@
 // Heap and MMZ blocks that go back to their pool by themselves.
 #include <cstdio>
 #include <cstring>
+#include <system_error>
 #include <utility>
 #include <vector>
 #include <ztk_common.hpp>
 
 namespace {
 
-constexpr std::size_t kFrame = 640 * 480 * 3;
+constexpr std::size_t kFrame = std::size_t{640} * 480 * 3;
 
 ztk::Block Capture() {
     ztk::Block frame(kFrame, ztk::MemoryType::kMmz);
@@ -15,10 +16,9 @@ ztk::Block Capture() {
     return frame;
 }
 
-}  // namespace
-
-int main() {
+void Show() {
     std::vector<ztk::Block> queue;
+    queue.reserve(3);
     for (int nFrame = 0; nFrame < 3; ++nFrame)
         queue.push_back(Capture());
     std::printf("%zu frames wait\n", queue.size());
@@ -36,5 +36,16 @@ int main() {
     const ztk::Block none = ztk::Block::TryAllocate(std::size_t{1} << 50U, error);
     std::printf("a petabyte: %s (%s)\n", none ? "yes" : "no",
                 error == std::errc::not_enough_memory ? "not enough memory" : error.message().c_str());
-    return 0;
+}
+
+}  // namespace
+
+int main() {
+    try {
+        Show();
+        return 0;
+    } catch (const std::system_error& refusal) {
+        std::fprintf(stderr, "%s\n", refusal.what());
+        return 1;
+    }
 }

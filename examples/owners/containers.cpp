@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr std::size_t kPixels = std::size_t{640} * 480;
+
 struct alignas(64) CacheLine {
     std::uint8_t bytes[64];
 };
@@ -17,14 +19,14 @@ struct alignas(64) CacheLine {
 
 int main() {
     // Large and few: each is a block of the pool.
-    std::pmr::vector<std::uint8_t> picture(640 * 480, 0, ztk::MmzResource());
+    std::pmr::vector<std::uint8_t> picture(kPixels, 0, ztk::MmzResource());
     const std::pmr::vector<CacheLine> lines(100, ztk::HeapResource());
     std::printf("%zu bytes of MMZ; lines aligned: %s\n", picture.size(),
                 reinterpret_cast<std::uintptr_t>(lines.data()) % alignof(CacheLine) == 0 ? "yes" : "no");
 
     const std::uint8_t* pBefore = picture.data();
     picture = std::pmr::vector<std::uint8_t>(ztk::MmzResource());
-    const std::pmr::vector<std::uint8_t> next(640 * 480, 0, ztk::MmzResource());
+    const std::pmr::vector<std::uint8_t> next(kPixels, 0, ztk::MmzResource());
     std::printf("the next picture has %s memory\n", next.data() == pBefore ? "the same" : "other");
 
     // Small and many: one block of the pool serves many nodes.

@@ -91,9 +91,7 @@ int Process(int nFrame, Picture& before) {
     return nChanged;
 }
 
-}  // namespace
-
-int main() {
+void Show() {
     cv::setNumThreads(1);
     CountingAllocator counting;
     cv::Mat::setDefaultAllocator(&counting);
@@ -116,5 +114,16 @@ int main() {
     std::printf("blocks as large as a picture from malloc(): %d, before these frames %s\n",
                 g_nLargeBlocks - nLarge, nLarge > 0 ? "some" : "none");
     cv::Mat::setDefaultAllocator(nullptr);
-    return 0;
+}
+
+}  // namespace
+
+int main() {
+    try {
+        Show();
+        return 0;
+    } catch (const std::exception& refusal) {
+        std::fprintf(stderr, "%s\n", refusal.what());
+        return 1;
+    }
 }

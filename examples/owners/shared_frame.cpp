@@ -36,9 +36,7 @@ int ConsumeInOtherProcess(const char* szName) {
     return nChild > 0 && waitpid(nChild, &nStatus, 0) == nChild ? nStatus : -1;
 }
 
-}  // namespace
-
-int main() {
+bool Show() {
     ztk::SharedBlock frame(1000);
     const auto pixels = frame.Payload();  // behind the header, which consumers check
     std::fill(pixels.begin(), pixels.end(), std::byte{10});
@@ -51,5 +49,16 @@ int main() {
     std::error_code error;
     const auto view = ztk::SharedView::TryOpen("ZTKTool-of-nobody", error);
     std::printf("owner: a name that nobody has: %s\n", view ? "opened" : error.message().c_str());
-    return nStatus == 0 ? 0 : 1;
+    return nStatus == 0;
+}
+
+}  // namespace
+
+int main() {
+    try {
+        return Show() ? 0 : 1;
+    } catch (const std::system_error& refusal) {
+        std::fprintf(stderr, "%s\n", refusal.what());
+        return 1;
+    }
 }

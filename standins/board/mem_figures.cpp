@@ -66,8 +66,8 @@ Taken MeasureTaken(int nLauncher) {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("/proc"), closedir);
     if (directory == nullptr) return taken;
     while (const dirent* pEntry = readdir(directory.get())) {
-        if (!IsNumber(pEntry->d_name) || std::atoi(pEntry->d_name) == nLauncher)
-            continue;  // NOLINT(cert-err34-c)
+        if (!IsNumber(pEntry->d_name)) continue;
+        if (std::strtol(pEntry->d_name, nullptr, 10) == nLauncher) continue;
         if (MountNamespaceOf(pEntry->d_name) == nOwn) taken.nPrivate += PrivateBytesOf(pEntry->d_name);
     }
     return taken;

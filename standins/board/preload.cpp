@@ -105,6 +105,8 @@ mode_t ModeOf(int nFlags, std::va_list arguments) {
 
 using ztk_board::g_real;
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
+
 ZTK_BOARD_EXPORT FILE* fopen(const char* szPath, const char* szMode) {
     if (ztk_board::IsMemInfo(szPath)) return ztk_board::OpenMemInfoStream(szMode);
     if (g_real.pFopen == nullptr) ztk_board::LookUp(g_real.pFopen, "fopen");  // before this library's start
@@ -147,3 +149,5 @@ ZTK_BOARD_EXPORT int shm_open(const char* szName, int nFlags, mode_t nMode) {
     if (g_real.pShmOpen == nullptr) ztk_board::LookUp(g_real.pShmOpen, "shm_open");
     return g_real.pShmOpen(szName, nFlags, nMode);
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
