@@ -12,10 +12,12 @@ STRIP = "aarch64-linux-gnu-strip"
 
 
 class Tree:
-    """A root folder in the making. Files keep no debug information: it would be most of the board's memory."""
+    """A root folder in the making. Debug information would be most of the board's memory; it is kept for sanitizers,
+    whose suppressions name functions that may be inlined."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, keep_debug=False):
         self.root = pathlib.Path(folder)
+        self.keep_debug = keep_debug
         shutil.rmtree(self.root, ignore_errors=True)
         self.root.mkdir(parents=True)
 
@@ -26,7 +28,7 @@ class Tree:
         if target.exists():
             return
         target.parent.mkdir(parents=True, exist_ok=True)
-        if _is_elf(source):
+        if _is_elf(source) and not self.keep_debug:
             subprocess.run([STRIP, "--strip-debug", "-o", target, source], check=True)
             target.chmod(0o755)
         else:

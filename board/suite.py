@@ -68,7 +68,8 @@ def programs_of(build):
 def pack(build, listed, tests, output):
     """Tests from the list of one build folder with the programs of another: a program with a sanitizer cannot be asked
     for its tests on this machine. They are the same."""
-    tree = initramfs.Tree(output.with_suffix(""))
+    runtimes = SANITIZER_RUNTIMES.get(cache_entry(build, "ZTK_SANITIZE"), [])
+    tree = initramfs.Tree(output.with_suffix(""), keep_debug=bool(runtimes))
     for path in programs_of(build):
         tree.add(path)
     for path in DATA:
@@ -76,5 +77,5 @@ def pack(build, listed, tests, output):
     lines = [test.line().replace(f"{listed}/", f"{build}/") for test in tests]
     tree.write("/tests/list", "\n".join(lines) + "\n", mode=0o644)
     tree.write("/tests/run", "#!/bin/sh\nexec /board/run-list /tests/list\n")
-    tree.add_libraries(SANITIZER_RUNTIMES.get(cache_entry(build, "ZTK_SANITIZE"), []))
+    tree.add_libraries(runtimes)
     return tree.pack(output)
