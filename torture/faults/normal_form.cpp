@@ -24,11 +24,11 @@ std::vector<Rule> MakeRules() {
     add("-0{32}", "-0");
     add("-[0-9a-f]{32}", "-*");
     add("tid=[0-9]+", "tid=*");
-    add("(addr=|pView\\[|pOSMemoryHead\\[)0x[0-9a-f]+", "$1*");
-    add("(hOsMapping\\[|hMapping\\[)0x[0-9a-f]{1,4}\\]", "$1*]");
-    add("\\[0x[0-9a-f]+:", "[*:");
-    add("\\r", "\\r");
-    add("\\n", "\\n");
+    add(R"((addr=|pView\[|pOSMemoryHead\[)0x[0-9a-f]+)", "$1*");
+    add(R"((hOsMapping\[|hMapping\[)0x[0-9a-f]{1,4}\])", "$1*]");
+    add(R"(\[0x[0-9a-f]+:)", "[*:");
+    add("\r", R"(\r)");
+    add("\n", R"(\n)");
     return rules;
 }
 

@@ -33,7 +33,7 @@ int NumberOf(const std::string& left, const std::string& what) {
 
 /// Segments that the library made: those that the sweep found have zeros for digits.
 int SegmentsIn(const std::string& left) {
-    static const auto* pSegment = new std::regex("\\+ZTKTool-[0-9]+-(?!0{32})[0-9a-f]{32}");
+    static const auto* pSegment = new std::regex(R"(\+ZTKTool-[0-9]+-(?!0{32})[0-9a-f]{32})");
     return static_cast<int>(std::distance(std::sregex_iterator(left.begin(), left.end(), *pSegment), {}));
 }
 

@@ -11,7 +11,7 @@
 namespace ztk::torture {
 namespace {
 
-constexpr std::uint64_t kReserve = 350 * 1024 * 1024;
+constexpr std::uint64_t kReserve = std::uint64_t{350} << 20U;
 constexpr std::uint64_t kWord = 8;
 constexpr std::uint64_t kHeader = 128;
 constexpr std::uint64_t kMostMmz = 0xFFFFFFFF;

@@ -234,7 +234,7 @@ void LockStep::RefuseNulls() {
     CompareLines("null outputs", {}, TakeLines(Writer::kCallers));
 }
 
-void LockStep::AskForMemory() {
+void LockStep::AskForMemory() const {
     CompareNumbers("available", nAvailable_, GetAvailableOSSize());
     CompareLines("available",
                  {ZTK_MODEL_TAGGED(0, "GetAvailableOSSize", 12) "GetAvailableOSSize()",

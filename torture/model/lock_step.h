@@ -38,7 +38,7 @@ class LockStep {
     void Release(std::uint64_t nAddress);
     void ReleaseShared(std::uint64_t nAddress);
     void RefuseNulls();
-    void AskForMemory();
+    void AskForMemory() const;
     void UseSettings(std::int32_t nNum);
 
     // ---- the world around

@@ -174,6 +174,7 @@ void ModelPool::DumpType(const std::vector<ModelBlock>& ordered, std::int32_t en
 
 // ---- texts -------------------------------------------------------------------------------------------
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): formats as the log has them, checked by the compiler
 std::string Text(const char* szFormat, ...) {
     char szText[512];
     va_list values;
