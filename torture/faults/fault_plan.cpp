@@ -70,6 +70,7 @@ const std::vector<FaultKind>& AllFaultKinds() {
         {Call::kCondBroadcast, "pthread_cond_broadcast", EINVAL},
         {Call::kCondDestroy, "pthread_cond_destroy", EBUSY},
         {Call::kRwInit, "pthread_rwlock_init", EAGAIN},
+        {Call::kRwTrywrlock, "pthread_rwlock_trywrlock", EBUSY},
         {Call::kRwWrlock, "pthread_rwlock_wrlock", EDEADLK},
         {Call::kRwRdlock, "pthread_rwlock_rdlock", EAGAIN},
         {Call::kRwUnlock, "pthread_rwlock_unlock", EPERM},

@@ -52,6 +52,7 @@ enum class Call : std::uint8_t {
     kCondBroadcast,
     kCondDestroy,
     kRwInit,
+    kRwTrywrlock,
     kRwWrlock,
     kRwRdlock,
     kRwUnlock,

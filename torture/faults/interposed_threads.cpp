@@ -31,6 +31,7 @@ ztk::torture::Real<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)> g_co
 ztk::torture::Real<int(pthread_cond_t*)> g_condBroadcast("pthread_cond_broadcast");
 ztk::torture::Real<int(pthread_cond_t*)> g_condDestroy("pthread_cond_destroy");
 ztk::torture::Real<int(pthread_rwlock_t*, const pthread_rwlockattr_t*)> g_rwInit("pthread_rwlock_init");
+ztk::torture::Real<int(pthread_rwlock_t*)> g_rwTrywrlock("pthread_rwlock_trywrlock");
 ztk::torture::Real<int(pthread_rwlock_t*)> g_rwWrlock("pthread_rwlock_wrlock");
 ztk::torture::Real<int(pthread_rwlock_t*)> g_rwRdlock("pthread_rwlock_rdlock");
 ztk::torture::Real<int(pthread_rwlock_t*)> g_rwUnlock("pthread_rwlock_unlock");
@@ -55,6 +56,7 @@ ztk::torture::Real<int(ForkHandler*, ForkHandler*, ForkHandler*, void*)> g_regis
     g_condBroadcast.Find();
     g_condDestroy.Find();
     g_rwInit.Find();
+    g_rwTrywrlock.Find();
     g_rwWrlock.Find();
     g_rwRdlock.Find();
     g_rwUnlock.Find();
@@ -165,6 +167,10 @@ ZTK_IN_PLACE_OF_LIBC int pthread_rwlock_init(pthread_rwlock_t* pLock,
                                              const pthread_rwlockattr_t* pAttributes) noexcept {
     if (const auto* pKind = ZTK_DUE(Call::kRwInit)) return pKind->nErrno;
     return g_rwInit(pLock, pAttributes);
+}
+ZTK_IN_PLACE_OF_LIBC int pthread_rwlock_trywrlock(pthread_rwlock_t* pLock) noexcept {
+    if (const auto* pKind = ZTK_DUE(Call::kRwTrywrlock)) return pKind->nErrno;
+    return g_rwTrywrlock(pLock);
 }
 ZTK_IN_PLACE_OF_LIBC int pthread_rwlock_wrlock(pthread_rwlock_t* pLock) noexcept {
     if (const auto* pKind = ZTK_DUE(Call::kRwWrlock)) return pKind->nErrno;
