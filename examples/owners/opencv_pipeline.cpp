@@ -22,6 +22,7 @@ std::atomic<int> g_nLargeBlocks{0};
 extern "C" void* __libc_malloc(std::size_t nBytes);
 
 /// Takes the C library's place for the whole process, to count what is as large as a picture.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's name is reserved
 extern "C" void* malloc(std::size_t nBytes) {
     if (nBytes >= std::size_t{kWidth} * kHeight) ++g_nLargeBlocks;
     return __libc_malloc(nBytes);

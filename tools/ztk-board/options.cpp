@@ -65,11 +65,11 @@ std::string FindStandins() {
 
 void AddRule(BoardPlan& plan, const ScriptedFailure& failure) {
     auto& rules = plan.rules[static_cast<std::size_t>(failure.enCall)];
-    const auto free =
+    auto* const pFree =
         std::find_if(rules.begin(), rules.end(), [](const FailureRule& rule) { return rule.nFirst == 0; });
-    if (free == rules.end())
+    if (pFree == rules.end())
         throw CLI::ValidationError(fmt::format("at most {} failures of one kind", kMostRules));
-    *free = failure.rule;
+    *pFree = failure.rule;
 }
 
 void TakeSizes(const Texts& texts, BoardPlan& plan) {
