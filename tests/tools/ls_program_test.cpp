@@ -227,7 +227,7 @@ TEST_F(Ls, FullOutputIsAnError) {
 }
 
 TEST_F(Ls, EveryCommandExplainsItselfWithExamples) {
-    for (const char* szCommand : {"ls", "show", "reap", "top"}) {
+    for (const char* szCommand : {"ls", "show", "reap", "top", "report", "plot", "trace", "replay"}) {
         const Outcome outcome = ZtkMem({szCommand, "--help"});
         EXPECT_EQ(outcome.nStatus, 0);
         EXPECT_NE(outcome.out.find("Examples:\n  "), std::string::npos) << szCommand;

@@ -6,6 +6,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -89,7 +91,9 @@ void Begin() {
     std::uint32_t nFlags = g_bStacks ? kHasStacks : 0;
     if (nParent != 0) nFlags |= kForked;
     g_nStarter = static_cast<std::uint32_t>(getpid());
-    g_state.file.Create(g_szPath, nFlags, nParent);
+    if (!g_state.file.Create(g_szPath, nFlags, nParent))
+        dprintf(STDERR_FILENO, "ztk-record: process %u is not recorded: %s: %s\n", g_nStarter, g_szPath,
+                std::strerror(errno));
 }
 
 /// The first thread that comes begins; the others wait for it. There is no lock for that: one that some other
@@ -114,7 +118,9 @@ bool Start() {
     Local& local = g_local;
     if (g_szPath == nullptr || local.bBusy) return false;
     local.bBusy = true;
+    const int nError = errno;  // the program's
     BeginOnce();
+    errno = nError;
     local.pChunk = nullptr;  // in a forked child: that of the parent
     local.nThread = static_cast<std::uint32_t>(syscall(SYS_gettid));
     local.nGeneration = *g_pMyGeneration;

@@ -43,8 +43,10 @@ bool IsBelowLimit(std::uint64_t nEnd) {
 }
 
 bool Grow(int hFile, std::uint64_t nOffset, std::uint64_t nBytes) {
-    return IsBelowLimit(nOffset + nBytes) &&
-           posix_fallocate(hFile, static_cast<off_t>(nOffset), static_cast<off_t>(nBytes)) == 0;
+    errno = EFBIG;
+    if (IsBelowLimit(nOffset + nBytes))
+        errno = posix_fallocate(hFile, static_cast<off_t>(nOffset), static_cast<off_t>(nBytes));
+    return errno == 0;
 }
 
 void* Map(int hFile, std::uint64_t nOffset, std::size_t nBytes) {
@@ -99,7 +101,12 @@ bool RecordingFile::Create(const char* szPath, std::uint32_t nFlags, std::uint32
     const bool bReady = Grow(hFile, 0, kHeaderSize) && fstat(hFile, &facts) == 0;
     pHeader_ = bReady ? static_cast<FileHeader*>(Map(hFile, 0, kHeaderSize)) : nullptr;
     close(hFile);
-    if (pHeader_ == nullptr) return false;
+    if (pHeader_ == nullptr) {
+        const int nError = errno;
+        unlink(szPath_);  // of no use to anybody
+        errno = nError;
+        return false;
+    }
     nDevice_ = facts.st_dev;
     nInode_ = facts.st_ino;
     Introduce(*pHeader_, nFlags, nParent);

@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -134,6 +135,7 @@ void Describe(Line& line, void* pAddress) {
 std::uint32_t AddSite(std::uint64_t nKey, void* const* pFrames, int nFrames) {
     Local& local = g_local;
     local.bBusy = true;
+    const int nError = errno;  // the program's
     pthread_mutex_lock(&g_sites.lock);
     Slot& slot = SlotOf(nKey);
     std::uint32_t nSite = 0;
@@ -151,6 +153,7 @@ std::uint32_t AddSite(std::uint64_t nKey, void* const* pFrames, int nFrames) {
         File().Raise(kSitesMissing);
     }
     pthread_mutex_unlock(&g_sites.lock);
+    errno = nError;
     local.bBusy = false;
     return nSite;
 }

@@ -171,6 +171,16 @@ TEST_F(RecordTest, LeavesTheProgramAloneWhenTheDiskIsFull) {
         << report.out << report.err;
 }
 
+TEST_F(RecordTest, SaysThatItCannotWriteAndLeavesTheProgramAlone) {
+    const std::string folder = Folder() + "/gone";
+    fs::create_directory(folder);
+    const Outcome run = RunProgram({ZTK_RECORD, "-o", folder + "/t.rec", "--", "sh", "-c",
+                                    "rmdir " + folder + "; exec " ZTK_RECORDED " clean"});
+    EXPECT_EQ(run.nStatus, 0);
+    EXPECT_TRUE(std::regex_match(run.err, std::regex("ztk-record: process [0-9]+ is not recorded: [^\n]+\n")))
+        << run.err;
+}
+
 TEST_F(RecordTest, WritesNothingForAProgramWithoutPools) {
     EXPECT_EQ(RunProgram({ZTK_RECORD, "-o", File(), "--", "sh", "-c", "exit 5"}).nStatus, 5);
     EXPECT_FALSE(fs::exists(File()));

@@ -17,7 +17,9 @@ constexpr char kPlotFooter[] =
 size class, with refusals, retries and double releases. A name that ends in .svg takes gnuplot if
 it is there, one that ends in .png needs it.
 
-Example:
+Exit status: 0, 2 error.
+
+Examples:
   ztkmem plot ztk.rec -o busy.svg)";
 
 int RunPlot(const PlotOptions& options) {

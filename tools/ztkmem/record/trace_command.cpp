@@ -23,7 +23,9 @@ constexpr char kTraceFooter[] =
 thread, with size, address, status and call site; busy and idle bytes of each kind as counters;
 refusals, double and unknown releases as marks. About five times the size of the recording.
 
-Example:
+Exit status: 0, 2 error.
+
+Examples:
   ztkmem trace ztk.rec -o trace.json)";
 
 /// Standard output, or a file of its own.
