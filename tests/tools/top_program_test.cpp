@@ -258,7 +258,9 @@ TEST_F(Completion, KnowsCommandsOptionsAndSegments) {
         EXPECT_TRUE(Has(terminal.AwaitText(whole + "#"), whole + "#")) << terminal.Screen();
         terminal.Press("C-u");
     };
-    completes("ztkmem re", "ztkmem reap ");
+    completes("ztkmem rea", "ztkmem reap ");
+    completes("ztkmem repl", "ztkmem replay ");
+    completes("ztkmem report --js", "ztkmem report --json ");
     completes("ztkmem ls --js", "ztkmem ls --json ");
     completes("ztkmem ls --sort re", "ztkmem ls --sort resident ");
     completes("ztkmem ls --sort=re", "ztkmem ls --sort=resident ");
