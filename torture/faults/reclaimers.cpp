@@ -31,7 +31,7 @@ struct Threads {
 
 alignas(Threads) std::array<char, sizeof(Threads)> g_memory;
 Threads* g_pThreads = new (g_memory.data()) Threads;
-std::atomic<std::int64_t> g_nSecondsAhead{0};
+std::atomic<std::int64_t> g_nNowSeconds{1'700'000'000};
 std::atomic<int> g_nRoles{0};
 
 Sleeper& SleeperOfThisThread() {
@@ -46,8 +46,8 @@ void Change(int Threads::*pCount, int nBy) {
 
 }  // namespace
 
-std::int64_t SecondsAhead() {
-    return g_nSecondsAhead;
+std::int64_t NowSeconds() {
+    return g_nNowSeconds;
 }
 
 int NextRole() {
@@ -93,7 +93,7 @@ void AwaitRest() {
 
 void LetWakeUp() {
     AwaitRest();
-    g_nSecondsAhead += kWakeUpPeriodSeconds;
+    g_nNowSeconds += kWakeUpPeriodSeconds;
     for (Sleeper& sleeper : g_pThreads->sleepers) {
         if (sleeper.pCond == nullptr) continue;
         pthread_mutex_t* pMutex = sleeper.pMutex;

@@ -8,8 +8,8 @@
 
 namespace ztk::torture {
 
-/// By how much the wall clock is ahead of the machine's; for the library it is moved by LetWakeUp() alone.
-std::int64_t SecondsAhead();
+/// The wall clock, which is moved by LetWakeUp() alone.
+std::int64_t NowSeconds();
 
 /// The library asks for a thread: the role it is to have.
 int NextRole();
