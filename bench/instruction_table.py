@@ -5,7 +5,8 @@ TABLE = pathlib.Path(__file__).resolve().parent / "instructions.txt"
 ROWS = [("pair", 1), ("pair", 8), ("pair", 10), ("pair", 4000), ("pair", 10000), ("new", 10), ("new", 1000),
         ("release", 8), ("release", 4000), ("shared-pair", 1)]
 COLUMNS = ("desk", "board")
-TITLE = ["# Instructions per operation; made by bench/count-instructions --write. Desk and board count in different ways",
+TITLE = ["# Instructions per operation; made by bench/count-instructions --write. Desk and board count in different "
+         "ways",
          "# and different instructions: each column is to be compared with itself."]
 
 

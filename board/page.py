@@ -6,7 +6,6 @@ A block of commands begins with ```sh desk or ```sh board; a block ```text right
 """
 import dataclasses
 import os
-import pathlib
 import re
 import shutil
 import subprocess
@@ -15,6 +14,7 @@ import initramfs
 import suite
 
 PAGE = suite.SOURCE / "docs" / "board.md"
+
 
 @dataclasses.dataclass
 class Block:
@@ -51,7 +51,8 @@ class Desk:
         tools = work / "tools"
         tools.mkdir()
         (tools / "scp").write_text('#!/bin/sh\nfor last; do :; done\nwhile [ $# -gt 1 ]; do\n'
-                                   f'    mkdir -p "{self.board}${{last#*:}}" && cp "$1" "{self.board}${{last#*:}}" || exit 1\n'
+                                   f'    mkdir -p "{self.board}${{last#*:}}" && '
+                                   f'cp "$1" "{self.board}${{last#*:}}" || exit 1\n'
                                    '    shift\ndone\n', encoding="utf-8")
         (tools / "scp").chmod(0o755)
         self.environment = {**os.environ, "PATH": f"{tools}:{os.environ['PATH']}", "SDK": str(self.sdk), "LC_ALL": "C",
@@ -72,7 +73,8 @@ class Desk:
             shutil.copy(build / "standins" / name, sysroot / "usr/lib" / name)
 
     def run(self, commands):
-        return subprocess.run(["bash", "-e", "-c", commands], cwd=self.tree, env=self.environment, text=True, check=False,
+        return subprocess.run(["bash", "-e", "-c", commands], cwd=self.tree, env=self.environment, text=True,
+                              check=False,
                               timeout=600, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
 
 

@@ -67,7 +67,8 @@ def tests_in(outcome, programs=1):
         elif line.startswith("@test "):
             _, status, took, name = line.split(" ", 3)
             if status == "FAILED":
-                why = outcome.files.get(name.replace("/", "_").replace(" ", "_") + ".log", b"").decode("utf-8", "replace")
+                log = name.replace("/", "_").replace(" ", "_") + ".log"
+                why = outcome.files.get(log, b"").decode("utf-8", "replace")
             program, _, test = name.partition(" ")
             tests.append(Test(program if test == program else name, status, int(took.removesuffix("ms")) / 1000, why))
             why = ""
@@ -230,7 +231,8 @@ count() {{ echo "@count $1 $2 $(env -i ZTK_LOG_LEVEL=5 {context.program("board_i
     # the kernel brings the code that reads the clock
     kernel = next((line.removeprefix("@kernel ") for line in outcome.lines if line.startswith("@kernel ")), "unknown")
     counts.write_text(f"# libc\t{initramfs.c_library()}\n# machine\taarch64, {boot.CPU}\n# kernel\t{kernel}\n"
-                      f"# counted by\tperf_event, QEMU {version.split()[3]} -icount\n" + "\n".join(runs[0]) + "\n", encoding="utf-8")
+                      f"# counted by\tperf_event, QEMU {version.split()[3]} -icount\n" + "\n".join(runs[0]) + "\n",
+                      encoding="utf-8")
     done = subprocess.run([BENCH / "count-instructions", context.builds["plain"], "--board", counts, "--check"],
                           check=False, text=True, capture_output=True)
     status = {0: "ok", 77: "skipped"}.get(done.returncode, "FAILED")

@@ -90,7 +90,8 @@ class Console(unittest.TestCase):
 
 class Suite(unittest.TestCase):
     def test_what_a_desk_needs_is_left_out(self):
-        self.assertEqual(suite.Test({"name": "t", "command": ["/usr/bin/qemu-aarch64", "-L", "/usr/x", "/b/t", "--f=a b"],
+        self.assertEqual(suite.Test({"name": "t",
+                                     "command": ["/usr/bin/qemu-aarch64", "-L", "/usr/x", "/b/t", "--f=a b"],
                                      "properties": [{"name": "TIMEOUT", "value": 60}]}).line(),
                          "t\t300\t77\t/b/t '--f=a b'")
         self.assertEqual(suite.Test({"name": "t", "command": ["/s/with-binfmt.sh", "--or-skip", "env", "-i",

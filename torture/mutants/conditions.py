@@ -1,11 +1,12 @@
-"""Finds the conditions of decisions in C++ source as clang-format leaves it, and makes each of them one that can be turned.
+"""Finds the conditions of decisions in C++ source as clang-format leaves it, and makes each one that can be turned.
 
 A decision is what stands in if, while, for, before ? and behind return or in a bool, if it compares or combines; its
 conditions are what && and || combine.
 """
 import re
 
-DECISION = re.compile(r"\b(if|while)( constexpr)? \(|\bfor \(|\breturn (?=[^;]*(==|!=|<=|>=| < | > |&&|\|\||!))|(?<= )\?(?= )"
+DECISION = re.compile(r"\b(if|while)( constexpr)? \(|\bfor \(|\breturn (?=[^;]*(==|!=|<=|>=| < | > |&&|\|\||!))"
+                      r"|(?<= )\?(?= )"
                       r"|\bbool \w+ = |\bbLockedByFork_ = ")
 COMPARES = re.compile(r"==|!=|<=|>=| < | > |&&|\|\||^!")
 STARTS = set("(,{;[=")
@@ -126,7 +127,8 @@ def conditions(source):
     found = sorted({leaf for first, beyond in decisions(text) for leaf in leaves(text, first, beyond)})
     outer = []
     for first, beyond in found:
-        if not any(a <= first and beyond <= b and (a, b) != (first, beyond) for a, b in found if b - a < beyond - first):
+        if not any(a <= first and beyond <= b and (a, b) != (first, beyond)
+                   for a, b in found if b - a < beyond - first):
             outer.append((first, beyond))
     # of two of which one lies in the other the smaller one is kept: lambdas in arguments hold decisions of their own
     return [r for r in outer if not any(r != o and r[0] <= o[0] and o[1] <= r[1] for o in outer)]
