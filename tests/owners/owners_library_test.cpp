@@ -14,6 +14,7 @@
 
 #include "common/ztk_common.hpp"
 #include "standins/rockit/ztk_rockit_standin.h"
+#include "support/thread_sanitizer.h"
 
 namespace {
 
@@ -99,6 +100,7 @@ TEST(OwnersOverTheLibrary, AViewOfNothingIsAnError) {
 }
 
 TEST(OwnersOverTheLibrary, AForkedChildEndsItsOwnersWithoutHarm) {
+    ZTK_NEEDS_THREADS_IN_A_CHILD();
     Block heap(1000);
     Block mmz(1000, MemoryType::kMmz);
     SharedBlock shared(1000);

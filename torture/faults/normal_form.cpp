@@ -18,7 +18,7 @@ std::vector<Rule> MakeRules() {
     const auto add = [&rules](const std::string& pattern, const char* szReplacement) {
         rules.push_back({std::regex(pattern, std::regex::optimize), szReplacement});
     };
-    add("ZTKTool-99999999-", "ZTKTool-<dead>-");
+    add("ZTKTool-99999999-", "ZTKTool-<stale>-");
     add("ZTKTool-" + std::to_string(getpid()) + "-", "ZTKTool-<live>-");
     add("ZTKTool-[0-9]+-(?=[0-9a-f]{32})", "ZTKTool-<own>-");
     add("-0{32}", "-0");

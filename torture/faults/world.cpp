@@ -16,6 +16,7 @@
 #include "torture/faults/board.h"
 #include "torture/faults/heap_book.h"
 #include "torture/faults/inside.h"
+#include "torture/faults/normal_form.h"
 #include "torture/faults/reclaimers.h"
 #include "torture/faults/shared_result.h"
 
@@ -57,6 +58,10 @@ void AddNames(std::string& text, const char* szSign, const std::vector<std::stri
               const std::vector<std::string>& others) {
     std::vector<std::string> only;
     std::set_difference(some.begin(), some.end(), others.begin(), others.end(), std::back_inserter(only));
+    // as they will be read: the order must not depend on process ids
+    std::sort(only.begin(), only.end(), [](const std::string& one, const std::string& other) {
+        return NormalForm(one) < NormalForm(other);
+    });
     for (const std::string& name : only)
         text += std::string(" ") + szSign + name + ',';
 }
