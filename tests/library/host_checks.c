@@ -178,6 +178,10 @@ static void CheckGrowth(const Memory* pBefore, int nRounds, int* pFailures) {
            now.nMappings - pBefore->nMappings);
     fflush(stdout); /* a fork follows */
 #if !ZTK_SANITIZED
+    if (IsEmulated()) { /* it keeps what it translated, of every copy of the library anew */
+        fputs("NOT TESTED HERE: growth\n", stderr);
+        return;
+    }
     CHECK(pFailures, nResident < kMostGrowthKilobytes);
     CHECK(pFailures, nVirtual < kMostGrowthKilobytes);
     CHECK_EQUAL(pFailures, now.nMappings, pBefore->nMappings);
