@@ -30,7 +30,7 @@ class Test:
 class Context:
     kernel: pathlib.Path
     base: pathlib.Path      # the initramfs with which every board boots
-    builds: dict            # of the library with its tests: "plain", "asan", "tsan"; and with its "demo"
+    builds: dict            # of the library with its tests: "plain", "asan", "tsan"
     work: pathlib.Path
     cache: pathlib.Path     # of downloaded packages
     has_heap: bool          # /dev/dma_heap: a kernel of our own
@@ -243,26 +243,3 @@ count() {{ echo "@count $1 $2 $(env -i ZTK_LOG_LEVEL=5 {context.program("board_i
 def bring_up(context):
     """docs/board.md, followed to the letter."""
     return page.follow(context, check)
-
-
-def demo(context):
-    """The demo's programs, with Debian's arm64 libraries; not its videos, and not its drawings."""
-    build, source = context.builds["demo"], HERE.parent / "examples" / "demo"
-    sysroot = pathlib.Path(suite.cache_entry(build, "ZTK_SYSROOT"))
-    libraries = [path for pattern in ("libpng16.so.16", "libz.so.1", "libturbojpeg.so.0", "libfmt.so.9")
-                 for path in sysroot.rglob(pattern)]
-    programs = [build / "examples" / name for name in ("demo_pipeline", "demo_camera", "demo_viewer", "demo_timeline")]
-    files = [(path, None) for path in (*programs, *(build / "lib").glob("*.so"), *(build / "standins").glob("*.so"))]
-    files += [(path, f"/lib/{path.name}") for path in libraries]
-    files += [(path, f"/pictures/{path.name}") for path in source.glob("pictures/*.[jp][pn]g")]
-    files.append((HERE / "target" / "demo", "/board/run-demo"))
-    outcome = context.boot([context.pack("demo", (), f"exec /board/run-demo {build}/examples\n", files)], "/board/demo",
-                           memory=1024, cpus=2)
-    found = [check("it ran to its end", outcome.exit_code == 0, outcome.text, outcome.seconds)]
-    said = " ".join(content.decode() for name, content in sorted(outcome.files.items()) if name.endswith(".json"))
-    # As on the desk: tests/demo/short_run.sh says why.
-    for wanted in ('"pool_system_allocations": 10, "pool_served_by_reuse": 86', '"frames": 16, "requests": 96',
-                   '"pool": {"requests": 16, "served_by_reuse": 11, "segments_created": 5,',
-                   '"fresh": {"requests": 16, "served_by_reuse": 0, "segments_created": 16,'):
-        found.append(check(f"counted: {wanted}", wanted in said, said))
-    return found
