@@ -80,10 +80,11 @@ void* Work(void* pLaps) {
 }  // namespace
 
 /// Asked by ThreadSanitizer at start. A pool destroys its lock at the end although a late thread, past the
-/// check that the pool is open, may still ask for it. That is relied upon (see platform/rw_lock.h): the C
-/// library's locks go on working.
+/// check that the pool is open, may still ask for it or just hold it (to find the pool closed). That is
+/// relied upon (see platform/rw_lock.h): the C library's locks go on working.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
-    return "race:ztk::RwLock::Destroy\n";
+    return "race:ztk::RwLock::Destroy\n"
+           "mutex:ztk::RwLock::Destroy\n";
 }
 
 /// Also asked: how long late threads may go on calling when all is torn down; a whole second otherwise.
