@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 #include "tests/standins/descriptor_count.h"
@@ -76,7 +77,7 @@ class BlockSource : public testing::Test {
 
 std::string BackingOf(const void* pBlock) {
     std::ostringstream start;
-    start << std::hex << reinterpret_cast<std::uintptr_t>(pBlock) << '-';
+    start << std::hex << std::setw(8) << std::setfill('0') << reinterpret_cast<std::uintptr_t>(pBlock) << '-';
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
         if (line.rfind(start.str(), 0) == 0) return line;
