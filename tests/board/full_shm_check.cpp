@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "common/ztk_common.h"
 #include "support/private_shm.h"
+#include "tests/board/blocks.h"
 #include "tests/library/child.h"
 #include "tests/library/recorded_log.h"
 
@@ -21,7 +21,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr std::uint64_t kMiB = std::uint64_t{1} << 20U;
 constexpr char kForeign[] = "/dev/shm/foreign";
 
 std::uint64_t FreeBytes() {
@@ -32,8 +31,7 @@ std::uint64_t FreeBytes() {
 
 void* Take(std::uint64_t nSize) {
     void* pBlock = nullptr;
-    char szName[ZTK_SHARED_NAME_SIZE];
-    return AllocatePoolSharedMemory(nSize, &pBlock, szName) == ZTK_SUCCESS ? pBlock : nullptr;
+    return TakeShared(nSize, &pBlock) == ZTK_SUCCESS ? pBlock : nullptr;
 }
 
 std::vector<void*> TakeAll(std::uint64_t nSize) {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "common/ztk_common.h"
+#include "tests/board/blocks.h"
 #include "tests/board/physical_pages.h"
 #include "tests/library/child.h"
 #include "tests/library/process_state.h"
@@ -25,7 +25,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr std::uint64_t kMiB = std::uint64_t{1} << 20U;
 constexpr std::uint64_t kPiece = 4 * kMiB;
 
 void* Take(std::uint64_t nSize, std::int32_t nAlign = 0, std::int32_t enType = ZTK_MEM_MMZ) {
@@ -37,12 +36,6 @@ void* Take(std::uint64_t nSize, std::int32_t nAlign = 0, std::int32_t enType = Z
 std::size_t PiecesOf(void* pBlock, std::uint64_t nSize) {
     TouchFromTheEnd(pBlock, nSize);
     return CountPieces(FramesOf(pBlock, nSize));
-}
-
-/// The pools' way to give everything idle back: a request that nobody can serve.
-void GiveIdleBlocksBack() {
-    void* pNone = nullptr;
-    AllocatePoolMemory(1, -1, &pNone, nullptr);
 }
 
 std::vector<void*> TakeAllThereIs() {
@@ -105,8 +98,7 @@ TEST_F(Mmz, AHeapBlockIsInPieces) {
 
 TEST_F(Mmz, ASharedBlockIsInPieces) {
     void* pBlock = nullptr;
-    char szName[ZTK_SHARED_NAME_SIZE];
-    ASSERT_EQ(AllocatePoolSharedMemory(8 * kMiB, &pBlock, szName), ZTK_SUCCESS);
+    ASSERT_EQ(TakeShared(8 * kMiB, &pBlock), ZTK_SUCCESS);
     EXPECT_NE(PiecesOf(pBlock, 8 * kMiB), 1U);
     EXPECT_THAT(FramesOf(pBlock, 8 * kMiB), SizeIs(2048)) << "it was looked at";
 }
