@@ -1,5 +1,6 @@
 // The reserve of 350 MiB on a machine that has little more than that: no file covers /proc/meminfo here, the
-// memory is really there or not. For boards of 384 to 448 MiB.
+// memory is really there or not. Border is for boards with little more than the reserve, BelowTheReserve for
+// one with less.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "common/ztk_common.h"
+#include "support/private_shm.h"
+#include "tests/board/blocks.h"
 #include "tests/board/physical_pages.h"
 #include "tests/library/recorded_log.h"
 
@@ -18,18 +20,12 @@ namespace {
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr std::uint64_t kMiB = std::uint64_t{1} << 20U;
 constexpr std::uint64_t kReserve = 350 * kMiB;
 /// What the kernel's figure moves by itself while a test looks at it.
 constexpr std::uint64_t kUnrest = kMiB;
 
 std::uint32_t Heap(std::uint64_t nSize, void** ppBlock, std::int32_t nAlign = 0) {
     return AllocateAlignedPoolMemory(nSize, nAlign, ZTK_MEM_OS, ppBlock, nullptr);
-}
-
-std::uint32_t Shared(std::uint64_t nSize, void** ppBlock) {
-    char szName[ZTK_SHARED_NAME_SIZE];
-    return AllocatePoolSharedMemory(nSize, ppBlock, szName);
 }
 
 class Border : public testing::Test {
@@ -56,7 +52,7 @@ class Border : public testing::Test {
         if (nStatus == ZTK_SUCCESS) TouchFromTheEnd(*ppBlock, kMiB);
         return nStatus;
     }
-    static std::uint32_t UntouchedShared(void** ppBlock) { return Shared(kMiB, ppBlock); }
+    static std::uint32_t UntouchedShared(void** ppBlock) { return TakeShared(kMiB, ppBlock); }
 
     std::uint64_t nRoom_ = 0;
     void* pBlock_ = nullptr;
@@ -76,8 +72,8 @@ TEST_F(Border, ARequestThatWouldNotIsRefusedWithTheFigureInTheLog) {
 }
 
 TEST_F(Border, SharedBlocksHaveTheSameBorder) {
-    EXPECT_EQ(Shared(nRoom_ + kUnrest, &pBlock_), ERR_NO_MEMORY);
-    EXPECT_EQ(Shared(nRoom_ - kUnrest, &pBlock_), ZTK_SUCCESS);
+    EXPECT_EQ(TakeShared(nRoom_ + kUnrest, &pBlock_), ERR_NO_MEMORY);
+    EXPECT_EQ(TakeShared(nRoom_ - kUnrest, &pBlock_), ZTK_SUCCESS);
 }
 
 TEST_F(Border, MemoryThatIsInUseIsNoLongerAvailable) {
@@ -103,11 +99,11 @@ TEST_F(Border, IdleMemoryIsGivenBackForARequestOfAnotherKind) {
 TEST_F(Border, SharedMemoryCountsAsItIsMadeAndComesBackWhenItGoes) {
     const std::vector<void*> blocks = FillUp(UntouchedShared);
     EXPECT_THAT(blocks, SizeIs(testing::Le(nRoom_ / kMiB + 8))) << "pages are taken, written or not";
-    EXPECT_EQ(Shared(4 * kMiB, &pBlock_), ERR_NO_MEMORY);
+    EXPECT_EQ(TakeShared(4 * kMiB, &pBlock_), ERR_NO_MEMORY);
     for (void* pBlock : blocks)
         ASSERT_EQ(FreePoolSharedMemory(pBlock), ZTK_SUCCESS);
     RecordedLog::Clear();
-    EXPECT_EQ(Shared((blocks.size() - 1) * kMiB, &pBlock_), ZTK_SUCCESS);
+    EXPECT_EQ(TakeShared((blocks.size() - 1) * kMiB, &pBlock_), ZTK_SUCCESS);
     EXPECT_THAT(RecordedLog::LinesWith("[AllocateMemory@161]"), SizeIs(1)) << "refused at first";
 }
 
@@ -116,6 +112,22 @@ TEST_F(Border, MmzIsNotMeasuredAgainstTheReserve) {
     EXPECT_EQ(Heap(4 * kMiB, &pBlock_), ERR_NO_MEMORY);
     void* pMmz = nullptr;
     EXPECT_EQ(AllocatePoolMemory(8 * kMiB, ZTK_MEM_MMZ, &pMmz, nullptr), ZTK_SUCCESS);
+}
+
+TEST(BelowTheReserve, NoHeapAndNoSharedBlockIsMade) {
+    ASSERT_LT(GetAvailableOSSize(), kReserve) << "too large a board for this";
+    void* pBlock = nullptr;
+    EXPECT_EQ(Heap(1, &pBlock), ERR_NO_MEMORY);
+    EXPECT_EQ(Heap(1, &pBlock, 64), ERR_NO_MEMORY);
+    EXPECT_EQ(TakeShared(ZTK_SHARED_HEADER_SIZE, &pBlock), ERR_NO_MEMORY);
+    EXPECT_THAT(ShmEntries(), IsEmpty());
+}
+
+TEST(BelowTheReserve, MmzBlocksAreMade) {
+    ASSERT_LT(GetAvailableOSSize(), kReserve) << "too large a board for this";
+    void* pBlock = nullptr;
+    EXPECT_EQ(AllocatePoolMemory(8 * kMiB, ZTK_MEM_MMZ, &pBlock, nullptr), ZTK_SUCCESS);
+    EXPECT_EQ(FreePoolMemory(pBlock), ZTK_SUCCESS);
 }
 
 }  // namespace
