@@ -196,9 +196,11 @@ def power_cut(context):
             file.truncate(256 << 20)
         subprocess.run(["/sbin/mke2fs", "-q", "-t", "ext2", disk], check=True)
         options = {"disk": disk, "disk_use": "shm" if outlives else "data", "memory": 1024}
-        # Process ids far from those of the next boot's first processes: a recycled one would keep its objects.
-        burn = "i=0; while [ $i -lt 400 ]; do (true); i=$((i + 1)); done; "
-        work = context.pack("work", ["board_worker"], f"{burn}exec {context.program('board_worker')} {seed} lines\n")
+        # A process id far from those of the next boot's first processes, which would keep the objects of such a one. It
+        # is the child's: this shell has its own since before.
+        burn = "i=0; while [ $i -lt 400 ]; do (true); i=$((i + 1)); done"
+        work = context.pack("work", ["board_worker"],
+                            f"{burn}\n{context.program('board_worker')} {seed} lines &\nwait\n")
         outcome = context.boot([work], "/board/work", cut_after=f"@work {100 * line}", **options)
         label = f"{name}, after step {100 * line} (BOARD_SEED={board_seed})"
         found.append(check(f"cut while it worked: {label}", outcome.exit_code is None, outcome.text, outcome.seconds))
