@@ -123,14 +123,38 @@ def tests(context):
     return _suite(context, "plain", memory=2048)
 
 
+def _finds(context, variant, defects):
+    """That the sanitizer finds what is there to be found: defects by name, with what it says of each."""
+    build = context.builds[variant]
+    program = build / "tests" / "board" / "board_defect"
+    tree = initramfs.Tree(context.work / f"defects-{variant}", keep_debug=True)
+    tree.add(program)
+    tree.add_libraries(suite.runtimes_of(build))
+    tree.write("/board/defects", f"""#!/bin/sh
+for defect in {" ".join(defects)}; do
+    {program} $defect >/results/$defect 2>&1 && echo "it ended well" >>/results/$defect
+    export ASAN_OPTIONS=detect_leaks=0  # see suite.py: only the first is a leak
+done
+exit 0
+""")
+    part = tree.pack(context.work / f"defects-{variant}.cpio")
+    files = context.boot([part], "/board/defects", cpus=2, memory=1024).files
+    said = {defect: files.get(defect, b"").decode("utf-8", "replace") for defect in defects}
+    return [check(f"finds what is wrong: {defect}", word in text and "it ended well" not in text, text)
+            for (defect, word), text in zip(defects.items(), said.values())]
+
+
 def tests_asan(context):
     """Those of the built library with the address, leak and undefined-behaviour sanitizers."""
-    return _suite(context, "asan", suite.SANITIZED, memory=4096)
+    defects = {"leak": "LeakSanitizer: detected memory leaks", "overflow": "AddressSanitizer: heap-buffer-overflow",
+               "undefined": "signed integer overflow"}
+    return _finds(context, "asan", defects) + _suite(context, "asan", suite.SANITIZED, memory=4096)
 
 
 def tests_tsan(context):
     """Those of the built library with the thread sanitizer."""
-    return _suite(context, "tsan", suite.SANITIZED, memory=4096)
+    defects = {"race": "ThreadSanitizer: data race"}
+    return _finds(context, "tsan", defects) + _suite(context, "tsan", suite.SANITIZED, memory=4096)
 
 
 # ---- what a desk cannot show ---------------------------------------------------------------------------------
