@@ -30,7 +30,7 @@ class Test:
 class Context:
     kernel: pathlib.Path
     base: pathlib.Path      # the initramfs with which every board boots
-    builds: dict            # of the library with its tests: "plain", "asan", "tsan"
+    builds: dict            # of the library with its tests: "plain", "asan", "tsan"; and with its "demo"
     work: pathlib.Path
     cache: pathlib.Path     # of downloaded packages
     has_heap: bool          # /dev/dma_heap: a kernel of our own
@@ -271,3 +271,32 @@ count() {{ echo "@count $1 $2 $(env -i ZTK_LOG_LEVEL=5 {context.program("board_i
 def bring_up(context):
     """docs/board.md, followed to the letter."""
     return page.follow(context, check)
+
+
+def demo(context):
+    """The demo's programs, with Debian's arm64 libraries; not its videos, and not its drawings."""
+    build, source = context.builds["demo"], HERE.parent / "examples" / "demo"
+    sysroot = pathlib.Path(suite.cache_entry(build, "ZTK_SYSROOT"))
+    libraries = [path for pattern in ("libpng16.so.16", "libz.so.1", "libturbojpeg.so.0", "libfmt.so.9")
+                 for path in sysroot.rglob(pattern)]
+    programs = [build / "examples" / name for name in ("demo_pipeline", "demo_camera", "demo_viewer", "demo_timeline")]
+    files = [(path, None) for path in (*programs, *(build / "lib").glob("*.so"), *(build / "standins").glob("*.so"))]
+    files += [(path, f"/lib/{path.name}") for path in libraries]
+    files += [(path, f"/pictures/{path.name}") for path in source.glob("pictures/*.[jp][pn]g")]
+    files.append((HERE / "target" / "demo", "/board/run-demo"))
+    outcome = context.boot([context.pack("demo", (), f"exec /board/run-demo {build}/examples\n", files)], "/board/demo",
+                           memory=1024, cpus=2)
+    (context.work / "demo.out").write_text(outcome.text + "\n", encoding="utf-8")
+    found = [check("it ran to its end, and left no shared object", outcome.exit_code == 0, outcome.text,
+                   outcome.seconds)]
+    said = {name: content.decode() for name, content in outcome.files.items()}
+    # As on the desk: tests/demo/short_run.sh says why.
+    for name, wanted in (("pipeline.json", '"pool_system_allocations": 10, "pool_served_by_reuse": 86'),
+                         ("pipeline.json", '"frames": 16, "requests": 96'),
+                         ("handover.json", '"pool": {"requests": 16, "served_by_reuse": 11, "segments_created": 5,'),
+                         ("handover.json", '"fresh": {"requests": 16, "served_by_reuse": 0, "segments_created": 16,'),
+                         ("logged.json", '"local_requests": 48, "shared_requests": 24, "segments_created": '),
+                         ("log.json", '"heap": {"requests": 24,'), ("log.json", '"mmz": {"requests": 24,'),
+                         ("log.json", '"shared": {"requests": 24,')):
+        found.append(check(f"{name}: {wanted}", wanted in said.get(name, ""), said.get(name, "it is not there")))
+    return found
