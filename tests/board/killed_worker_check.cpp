@@ -19,7 +19,6 @@ namespace ztk::test {
 namespace {
 
 using testing::IsEmpty;
-using testing::IsSubsetOf;
 
 constexpr int kRounds = 40;
 constexpr int kMostSteps = 400;

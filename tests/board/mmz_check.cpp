@@ -69,7 +69,7 @@ class Mmz : public testing::Test {
 
 TEST_F(Mmz, EveryBlockIsOnePieceOfPhysicalMemory) {
     for (const std::uint64_t nSize :
-         {std::uint64_t{1}, std::uint64_t{4096}, 3 * 4096 + 1UL, kMiB, 8 * kMiB + 4, 24 * kMiB}) {
+         {std::uint64_t{1}, std::uint64_t{4096}, 3UL * 4096 + 1, kMiB, 8 * kMiB + 4, 24 * kMiB}) {
         void* pBlock = Take(nSize);
         ASSERT_NE(pBlock, nullptr) << nSize;
         EXPECT_THAT(BackingOf(pBlock), HasSubstr("dmabuf"));
