@@ -161,6 +161,17 @@ case_asked_to_end() {
     expect "exit status" "$got" 143
 }
 
+# As services and some shells start their programs: a child's end is told to nobody.
+case_ends_of_children_ignored() {
+    local ignoring='import os, signal, sys
+signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+os.execvp(sys.argv[1], sys.argv[1:])'
+    status 7 timeout 20 python3 -c "$ignoring" "$board" --quiet -- "$tenant" status 7
+    # bit 16 of the signals that the program itself ignores
+    expect "ignored by the program" "$(python3 -c "$ignoring" "$board" --quiet -- sed -n 's/^SigIgn:.*\(.\{5\}\)$/\1/p' \
+        /proc/self/status | cut -c1)" 1
+}
+
 case_refused_by_the_kernel() {
     unshare -Ur true 2>/dev/null || { echo "NOT TESTED HERE: no user namespaces"; exit 77; }
     # a user namespace in which there may be no other, and no right to mount

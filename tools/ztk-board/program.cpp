@@ -32,10 +32,17 @@ void Prepend(const char* szVariable, const std::string& path) {
     setenv(szVariable, value.c_str(), 1);
 }
 
-[[noreturn]] void BecomeProgram(const Options& options, const sigset_t& formerMask) {
+/// How the program finds its signals: as if it had been started without a board.
+struct Signals {
+    sigset_t mask;
+    void (*pAtChildsEnd)(int);
+};
+
+[[noreturn]] void BecomeProgram(const Options& options, const Signals& former) {
     // Without this process nobody renews the board.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    sigprocmask(SIG_SETMASK, &formerMask, nullptr);
+    std::signal(SIGCHLD, former.pAtChildsEnd);
+    sigprocmask(SIG_SETMASK, &former.mask, nullptr);
     std::vector<char*> arguments;
     for (const std::string& argument : options.command)
         arguments.push_back(
@@ -71,8 +78,10 @@ void SetEnvironment(const Options& options, const std::string& boardFile) {
 
 int RunProgram(const Options& options, const std::function<void()>& renew) {
     const sigset_t watched = WatchedSignals();
-    sigset_t former;
-    sigprocmask(SIG_BLOCK, &watched, &former);
+    Signals former{};
+    // Whoever starts this may ignore the ends of children, which is inherited: then none would be heard of.
+    former.pAtChildsEnd = std::signal(SIGCHLD, SIG_DFL);
+    sigprocmask(SIG_BLOCK, &watched, &former.mask);
     const pid_t nProgram = fork();
     if (nProgram < 0) throw std::system_error(errno, std::generic_category(), "fork");
     if (nProgram == 0) BecomeProgram(options, former);
