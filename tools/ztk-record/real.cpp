@@ -127,8 +127,7 @@ extern "C" void* ZtkRecordDlsym(void* hLibrary, const char* /*szName*/) {
     return reinterpret_cast<void*>(&ztk_record::Lookup);
 }
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
-// ones
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's name is reserved
 extern "C" __attribute__((visibility("default"))) int dlclose(void* hLibrary) {
     static void* pReal = nullptr;
     if (pReal == nullptr) pReal = ztk_record::RealDlsym()(RTLD_NEXT, "dlclose");
