@@ -5,12 +5,15 @@
 #include <fstream>
 #include <regex>
 
+#include "common/ztk_common.h"
 #include "tools/record/record_test.h"
 
 namespace ztkmem::test {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::uint64_t kMebi = 1024 * 1024;
 
 /// @p text with times, process ids, addresses and lines made alike.
 std::string Plain(std::string text) {
@@ -234,6 +237,29 @@ TEST_F(RecordTest, TellsWhichCallsARealLibraryRefusesNow) {
               std::string::npos)
         << replay.out;
     EXPECT_NE(replay.out.find("1 release left out"), std::string::npos) << replay.out;
+}
+
+TEST_F(RecordTest, ReplaysOnAnotherBoard) {
+    MadeUpRecording recording;
+    std::vector<ztk_record::Record> records;
+    for (std::uint64_t i = 0; i < 3; ++i) {
+        records.push_back(Allocation(10 + i, 0x1000 + i, 40 * kMebi));
+        records.back().enMemType = ZTK_MEM_MMZ;
+    }
+    recording.AddChunk(records);
+    recording.WriteTo(File());
+    const auto replay = [this](const std::string& mmz) {
+        // preloaded libraries come before the address sanitizer's
+        return RunProgram({"env", "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0", ZTK_BOARD, "--mmz",
+                           mmz, "--quiet", "--", ZTKMEM, "replay", File(), "--library", ZTK_LIBRARY});
+    };
+    const Outcome small = replay("100M");
+    if (small.err.find("the kernel refuses") != std::string::npos)
+        GTEST_SKIP() << "NOT TESTED HERE: " << small.err;
+    EXPECT_EQ(small.nStatus, 1) << small.err;
+    EXPECT_NE(small.out.find("1 call gave another status: 1 refused that had been served"), std::string::npos)
+        << small.out;
+    EXPECT_EQ(replay("120M").nStatus, 0);
 }
 
 }  // namespace

@@ -225,6 +225,59 @@ TEST_F(Recording, IsDrawn) {
         << refused.err;
 }
 
+/// Where the text's baseline is, in a drawing of ztkmem itself.
+double HeightOf(const std::string& svg, const std::string& text) {
+    std::smatch found;
+    const std::regex form("<text x=\"[0-9.]+\" y=\"([0-9.]+)\"[^>]*>" + text);
+    return std::regex_search(svg, found, form) ? std::stod(found[1]) : -1;
+}
+
+TEST_F(Recording, OfManySizeClassesIsDrawnBelowItsNames) {
+    MadeUpRecording recording;
+    std::vector<ztk_record::Record> records;
+    for (std::uint64_t i = 0; i < 9; ++i)
+        records.push_back(Allocation(i * 1'000'000, 0x1000 + i, (i * 50 + 1) << 20U));
+    for (std::uint64_t i = 0; i < 9; ++i)
+        records.push_back(Released((i + 20) * 1'000'000, 0x1000 + i));
+    records.push_back(Released(40'000'000, 0x1000));
+    recording.AddChunk(records);
+    recording.WriteTo(File());
+    const std::string picture = Folder() + "/t.svg";
+    // without gnuplot
+    ASSERT_EQ(RunProgram({"env", "PATH=/nowhere", ZTKMEM, "plot", File(), "-o", picture}).nStatus, 0);
+    std::ifstream file(picture);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_NE(text.find("only the largest size classes are drawn"), std::string::npos);
+    EXPECT_NE(text.find("released twice (1)"), std::string::npos);
+    EXPECT_EQ(HeightOf(text, "heap below 20M busy"), -1) << "one of the smaller";
+    const double lastName = HeightOf(text, "released twice");
+    const double firstName = HeightOf(text, "heap 400M to 450M busy");
+    EXPECT_GT(lastName, firstName + 30) << "three rows or more";
+    std::smatch axis;
+    ASSERT_TRUE(std::regex_search(text, axis, std::regex("<line x1=\"84.0\" y1=\"([0-9.]+)\" x2=\"84.0\"")));
+    EXPECT_GT(std::stod(axis[1]), lastName + 8);
+}
+
+TEST_F(Recording, IsReplayedInItsOwnTimeOnRequest) {
+    MadeUpRecording recording;
+    constexpr std::uint64_t kMs = 1'000'000;
+    recording.AddChunk({Allocation(50 * kMs, 0x1000, 100), Released(600 * kMs, 0x1000),
+                        Allocation(700 * kMs, 0x1000, 100, false)});
+    recording.WriteTo(File());
+    const auto seconds = [this](const std::vector<std::string>& options) {
+        std::vector<std::string> command{"replay", File(), "--library", ZTK_LIBRARY};
+        command.insert(command.end(), options.begin(), options.end());
+        const Outcome replay = ZtkMem(command);
+        EXPECT_EQ(replay.nStatus, 0) << replay.out << replay.err;
+        std::smatch found;
+        return std::regex_search(replay.out, found, std::regex("3 calls in ([0-9.]+) s on "))
+                   ? std::stod(found[1])
+                   : -1;
+    };
+    EXPECT_GE(seconds({"--paced"}), 0.7);
+    EXPECT_LT(seconds({}), 0.5);
+}
+
 TEST_F(Recording, OfNobodyIsNotReplayedWithoutALibrary) {
     MadeUpRecording().WriteTo(File());
     const Outcome replay = ZtkMem({"replay", File(), "--library", "/no/such/library.so"});

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "log/plot.h"
 
@@ -80,6 +81,20 @@ std::string Items(const Plot& plot) {
     return text + '\n';
 }
 
+/// Where the plot begins: below the rows of names, as wide as the longest is, on a picture of 1120 by 600.
+double TopOf(const Plot& plot) {
+    std::size_t nLongest = 0;
+    for (const PlotCurve& curve : plot.curves)
+        nLongest = std::max(nLongest, curve.name.size());
+    for (const PlotMarks& marks : plot.marks)
+        nLongest = std::max(nLongest, marks.name.size());
+    const double perRow = std::max(1.0, std::floor(1040 / (60 + 8 * static_cast<double>(nLongest))));
+    const double rows = std::ceil(static_cast<double>(plot.curves.size() + plot.marks.size()) / perRow);
+    constexpr double kFirstRow = 0.885;
+    constexpr double kRow = 0.028;
+    return std::min(0.80, kFirstRow - kRow * rows);
+}
+
 }  // namespace
 
 std::string GnuplotScript(const Plot& plot, const std::string& output, bool bPng) {
@@ -91,7 +106,7 @@ std::string GnuplotScript(const Plot& plot, const std::string& output, bool bPng
     text += fmt::format("set label {} at screen 0.066,0.955 font \",15\"\n", Quoted(plot.title));
     text +=
         fmt::format("set label {} at screen 0.066,0.91 textcolor rgb \"#555555\"\n", Quoted(plot.subtitle));
-    text += "set tmargin at screen 0.80\nset lmargin at screen 0.066\n";
+    text += fmt::format("set tmargin at screen {:.3f}\nset lmargin at screen 0.066\n", TopOf(plot));
     text += fmt::format("set xrange [{:.17g}:{:.17g}]\nset yrange [0:{:.17g}]\n", plot.x.from, plot.x.to,
                         plot.y.to);
     text += fmt::format("set xtics {}\nset ytics {}\n", Tics(plot.x), Tics(plot.y));

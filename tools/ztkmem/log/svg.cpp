@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "log/plot.h"
 
@@ -11,7 +12,7 @@ constexpr double kWidth = 1120;
 constexpr double kHeight = 600;
 constexpr double kLeft = 84;
 constexpr double kRight = 28;
-constexpr double kTop = 118;
+constexpr double kLeastTop = 118;  ///< where the plot begins, with up to two rows of names above it
 constexpr double kBottom = 64;
 
 std::string Escaped(std::string_view text) {
@@ -54,6 +55,8 @@ class SvgDrawing {
     explicit SvgDrawing(const Plot& plot) : plot_(plot) {}
 
     std::string Draw() {
+        Legend();
+        const std::string legend = std::exchange(out_, {});
         out_ = fmt::format(
             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\" "
             "font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" font-size=\"13\">\n"
@@ -67,8 +70,7 @@ class SvgDrawing {
             Marks(marks);
         for (const PlotCurve& curve : plot_.curves)
             Curve(curve);
-        Legend();
-        return out_ + "</svg>\n";
+        return out_ + legend + "</svg>\n";
     }
 
   private:
@@ -78,7 +80,7 @@ class SvgDrawing {
     }
     double Y(double y) const {
         const double part = (y - plot_.y.from) / (plot_.y.to - plot_.y.from);
-        return kHeight - kBottom - std::clamp(part, 0.0, 1.0) * (kHeight - kTop - kBottom);
+        return kHeight - kBottom - std::clamp(part, 0.0, 1.0) * (kHeight - top_ - kBottom);
     }
 
     void Text(double x, double y, const char* szAnchor, const std::string& text, const char* szMore = "") {
@@ -97,18 +99,18 @@ class SvgDrawing {
             Text(kLeft - 8, Y(tick.at) + 4.5, "end", tick.label);
         }
         for (const Tick& tick : plot_.x.ticks) {
-            Line(X(tick.at), kTop, X(tick.at), kHeight - kBottom, "stroke=\"#e4e4e4\"");
+            Line(X(tick.at), top_, X(tick.at), kHeight - kBottom, "stroke=\"#e4e4e4\"");
             Text(X(tick.at), kHeight - kBottom + 20, "middle", tick.label);
         }
         Line(kLeft, kHeight - kBottom, kWidth - kRight, kHeight - kBottom, "stroke=\"#333\"");
-        Line(kLeft, kTop, kLeft, kHeight - kBottom, "stroke=\"#333\"");
-        Text(kLeft - 8, kTop - 12, "end", plot_.y.title, "fill=\"#555\"");
+        Line(kLeft, top_, kLeft, kHeight - kBottom, "stroke=\"#333\"");
+        Text(kLeft - 8, top_ - 12, "end", plot_.y.title, "fill=\"#555\"");
         Text((kLeft + kWidth - kRight) / 2, kHeight - 16, "middle", plot_.x.title, "fill=\"#555\"");
     }
 
     void Limit() {
         const bool bDrawn = plot_.limit > 0;
-        const double y = bDrawn ? Y(plot_.limit) : kTop;
+        const double y = bDrawn ? Y(plot_.limit) : top_;
         if (bDrawn)
             Line(kLeft, y, kWidth - kRight, y, R"(stroke="#333" stroke-width="1.2" stroke-dasharray="12 5")");
         Text(kLeft + 6, bDrawn ? y - 6 : y + 14, "start", plot_.limitName, R"(fill="#333" font-size="12")");
@@ -122,9 +124,9 @@ class SvgDrawing {
 
     void Marks(const PlotMarks& marks) {
         for (const double at : marks.at) {
-            Line(X(at), kTop, X(at), kHeight - kBottom,
+            Line(X(at), top_, X(at), kHeight - kBottom,
                  fmt::format(R"(stroke="{}" stroke-opacity="0.3")", marks.colour));
-            Mark(X(at), kTop, marks);
+            Mark(X(at), top_, marks);
         }
     }
 
@@ -151,7 +153,7 @@ class SvgDrawing {
                                 Y(point.y), curve.colour);
     }
 
-    /// Places one entry behind the other, in two rows.
+    /// Places one entry behind the other, in as many rows as they need; the plot begins below.
     struct Slot {
         double x = kLeft;
         double y = 76;
@@ -175,9 +177,11 @@ class SvgDrawing {
             Mark(slot.x + 12, slot.y, marks);
             slot.x += Width(marks.name);
         }
+        top_ = std::max(kLeastTop, slot.y + 22);
     }
 
     const Plot& plot_;
+    double top_ = kLeastTop;
     std::string out_;
 };
 
