@@ -32,4 +32,11 @@ if "$work/board" 2>"$work/complaint"; then
 fi
 grep -q 'librockit.so: cannot open shared object file' "$work/complaint"
 
+# In a board's sysroot nothing is looked for twice as deep.
+sysroot=${prefix%/usr}
+# shellcheck disable=SC2046 # words are meant
+"$cc" -std=c99 -o "$work/sysroot" "$consumer/consumer.c" \
+    $(PKG_CONFIG_SYSROOT_DIR=$sysroot pkg-config --cflags --libs ztkcommon-standins)
+"$work/sysroot"
+
 [ "$(pkg-config --modversion ztkcommon)" = "$(pkg-config --modversion ztkcommon-standins)" ]
