@@ -80,7 +80,8 @@ The program ztkmem lists the blocks in shared memory with their owners, shows
 their content, removes what dead processes left, and reads the library's log.
 ztk-record writes down what a program asks of the pools, for ztkmem to report,
 draw and replay.")
-    set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS gnuplot-nox)
+    # addr2line for call sites, the library for replays
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "binutils, gnuplot-nox, libztkcommon")
 endif()
 
 ztk_package(python python3-ztkshm python "python3:any (>= 3.11)"
