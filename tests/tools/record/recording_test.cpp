@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 #include <regex>
+#include <set>
 
 #include "tools/record/record_test.h"
 
@@ -256,6 +257,11 @@ TEST_F(Recording, OfManySizeClassesIsDrawnBelowItsNames) {
     std::smatch axis;
     ASSERT_TRUE(std::regex_search(text, axis, std::regex("<line x1=\"84.0\" y1=\"([0-9.]+)\" x2=\"84.0\"")));
     EXPECT_GT(std::stod(axis[1]), lastName + 8);
+    std::set<std::string> colours;
+    const std::regex solid("stroke=\"(#[0-9a-f]{6})\" stroke-width=\"2\" stroke-linejoin=\"round\"/>");
+    for (std::sregex_iterator found(text.begin(), text.end(), solid), end; found != end; ++found)
+        colours.insert((*found)[1]);
+    EXPECT_EQ(colours.size(), 6U) << "each size class has its own";
 }
 
 TEST_F(Recording, IsReplayedInItsOwnTimeOnRequest) {

@@ -91,7 +91,7 @@ double TopOf(const Plot& plot) {
     const double perRow = std::max(1.0, std::floor(1040 / (60 + 8 * static_cast<double>(nLongest))));
     const double rows = std::ceil(static_cast<double>(plot.curves.size() + plot.marks.size()) / perRow);
     constexpr double kFirstRow = 0.885;
-    constexpr double kRow = 0.028;
+    constexpr double kRow = 0.0315;
     return std::min(0.80, kFirstRow - kRow * rows);
 }
 

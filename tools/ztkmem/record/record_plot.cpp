@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <vector>
 
 #include "pool/pool_limits.h"
 #include "record/record_words.h"
@@ -21,13 +23,22 @@ double SecondsOf(std::uint64_t nNs) {
     return static_cast<double>(nNs) / 1e9;
 }
 
-std::string ColourOf(const Shelf& shelf) {
-    static constexpr std::array<const char*, 4> kBlues{"#1f6fb4", "#12b5c9", "#5b4fd0", "#0b3c66"};
-    static constexpr std::array<const char*, 4> kGreens{"#2e8b3d", "#8aa800", "#00876c", "#1d4d24"};
-    static constexpr std::array<const char*, 4> kOranges{"#d07a00", "#c2452d", "#a08000", "#7a3e00"};
-    const auto nShade = static_cast<std::size_t>(std::min(std::max(shelf.nClass, 0), 3));
-    if (shelf.enKind == Kind::kHeap) return kBlues[nShade];
-    return shelf.enKind == Kind::kMmz ? kGreens[nShade] : kOranges[nShade];
+/// A family of colours for each kind, and in it one for each of its size classes that are drawn.
+std::map<Shelf, std::string> ColoursOf(const std::vector<std::pair<Shelf, std::uint64_t>>& drawn) {
+    using Family = std::array<const char*, kMostShelves>;
+    static constexpr Family kBlues{"#1f6fb4", "#12b5c9", "#5b4fd0", "#0b3c66", "#7fb0e6", "#a05fd6"};
+    static constexpr Family kGreens{"#2e8b3d", "#8aa800", "#00876c", "#1d4d24", "#7cc98a", "#5d7300"};
+    static constexpr Family kOranges{"#d07a00", "#c2452d", "#a08000", "#7a3e00", "#eeb04e", "#e0796b"};
+    std::map<Shelf, std::string> colours;
+    for (const auto& [shelf, nPeak] : drawn)
+        colours[shelf];
+    std::map<Kind, std::size_t> used;
+    for (auto& [shelf, colour] : colours) {
+        const bool bHeap = shelf.enKind == Kind::kHeap;
+        const Family& family = bHeap ? kBlues : shelf.enKind == Kind::kMmz ? kGreens : kOranges;
+        colour = family.at(used[shelf.enKind]++);
+    }
+    return colours;
 }
 
 /// What a curve reached in each of so many parts of the time. Frames come and go a hundred times a second: as
@@ -54,9 +65,9 @@ std::vector<std::int64_t> Heights(const log::Series& series, double end) {
     return heights;
 }
 
-log::PlotCurve CurveOf(const std::string& name, const Shelf& shelf, log::Stroke enStroke,
+log::PlotCurve CurveOf(const std::string& name, const std::string& colour, log::Stroke enStroke,
                        const log::Series& series, double unit, double end) {
-    log::PlotCurve curve{name, ColourOf(shelf), enStroke, true, {}};
+    log::PlotCurve curve{name, colour, enStroke, true, {}};
     const std::vector<std::int64_t> heights = Heights(series, end);
     for (std::size_t i = 0; i < heights.size(); ++i) {
         if (i > 0 && heights[i] == heights[i - 1]) continue;
@@ -129,12 +140,13 @@ log::Plot PlotMaker::Make(const std::string& name, const Books& books) const {
         fmt::format("the most of each moment; peaks: {} busy, {} idle, {} together{}",
                     HumanBytes(sum.nPeakBusy), HumanBytes(sum.nPeakIdle), HumanBytes(sum.nPeakOwned),
                     nAll > kMostShelves ? "; only the largest size classes are drawn" : "");
+    const auto colours = ColoursOf(drawn);
     for (const auto& [shelf, nPeak] : drawn) {
         const auto it = shelves_.find(shelf);
         if (it == shelves_.end()) continue;
-        plot.curves.push_back(CurveOf(ShelfName(shelf) + " busy", shelf, log::Stroke::kSolid, it->second.busy,
-                                      plot.y.unit, end));
-        plot.curves.push_back(CurveOf(ShelfName(shelf) + " idle", shelf, log::Stroke::kDashed,
+        plot.curves.push_back(CurveOf(ShelfName(shelf) + " busy", colours.at(shelf), log::Stroke::kSolid,
+                                      it->second.busy, plot.y.unit, end));
+        plot.curves.push_back(CurveOf(ShelfName(shelf) + " idle", colours.at(shelf), log::Stroke::kDashed,
                                       it->second.idle, plot.y.unit, end));
     }
     AddMarks(plot, "refused", "#c8102e", false, refused_);
