@@ -25,12 +25,22 @@ ztkmem() {
 diff -u "$log_tests/golden/demo.txt" "$work/out" >&2
 
 export PKG_CONFIG_LIBDIR="$prefix/$libdir/pkgconfig"
-# shellcheck disable=SC2046 # words are meant
-"$cc" -std=c99 -o "$work/program" "$consumer/consumer.c" $(pkg-config --cflags --libs ztkcommon-standins) \
-    -Wl,-rpath,"$prefix/$libdir"
-"$prefix/bin/ztk-record" -o "$work/t.rec" -- "$work/program"
+for program in consumer forks; do
+    # shellcheck disable=SC2046 # words are meant
+    "$cc" -std=gnu99 -o "$work/$program" "$consumer/$program.c" $(pkg-config --cflags --libs ztkcommon-standins) \
+        -Wl,-rpath,"$prefix/$libdir"
+done
+"$prefix/bin/ztk-record" -o "$work/t.rec" -- "$work/consumer"
 ztkmem report "$work/t.rec" || fail "$(cat "$work/out")"
 said "6 calls in 1 thread"
+
+"$prefix/bin/ztk-record" -o "$work/f.rec" -- "$work/forks"
+ztkmem report "$work/f.rec" || fail "$(cat "$work/out")"
+said "2 calls in 1 thread"
+ztkmem report "$work"/f.rec.* || fail "$(cat "$work/out")"
+said "1 call in 1 thread"
+said "A forked child of process"
+
 ztkmem replay "$work/t.rec" || fail "$(cat "$work/out")"
 said " on $prefix/$libdir/libZTKCommon.so"
 said "every call gave the same status as when it was recorded"
@@ -44,7 +54,7 @@ grep -q '</svg>' "$work/t.svg"
 PYTHONPATH=$prefix/lib/python3/dist-packages python3 -B -m ztkshm --version >"$work/out"
 said "ztkshm $(sed 's/^ztkmem //' "$work/version")"
 
-if ! "$prefix/bin/ztk-board" --mmz 64M -- "$work/program" >"$work/out" 2>&1; then
+if ! "$prefix/bin/ztk-board" --mmz 64M -- "$work/consumer" >"$work/out" 2>&1; then
     grep -q 'the kernel refuses' "$work/out" || fail "$(cat "$work/out")"
     echo "NOT TESTED HERE: $(cat "$work/out")"
     exit 0

@@ -58,14 +58,19 @@ void AtThreadEnd(void* /*pChunk*/) {
     local.pChunk = nullptr;
 }
 
-/// A page of its own that a forked child finds zeroed, without anybody having to run there.
+void ForgetParent() {
+    if (g_nStarter != static_cast<std::uint32_t>(getpid())) *g_pMyGeneration = 0;
+}
+
+/// A page of its own that a forked child finds zeroed, without anybody having to run there. Old kernels
+/// refuse that, and emulators of processors may take the advice and not follow it: the handler is for those.
 std::uint32_t* MakeForkTeller() {
     constexpr std::size_t kPage = 4096;
     void* pPage = mmap(nullptr, kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pPage == MAP_FAILED) return nullptr;
-    auto* pGeneration = static_cast<std::uint32_t*>(pPage);
-    if (madvise(pPage, kPage, MADV_WIPEONFORK) == 0) return pGeneration;
-    return pthread_atfork(nullptr, nullptr, [] { *g_pMyGeneration = 0; }) == 0 ? pGeneration : nullptr;
+    const bool bWiped = madvise(pPage, kPage, MADV_WIPEONFORK) == 0;
+    const bool bTold = pthread_atfork(nullptr, nullptr, ForgetParent) == 0;
+    return bWiped || bTold ? static_cast<std::uint32_t*>(pPage) : nullptr;
 }
 
 __attribute__((constructor)) void AtLoad() {
