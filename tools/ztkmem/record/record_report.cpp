@@ -71,7 +71,7 @@ class Writer {
     }
 
     /// With stacks, a row for each of the callers, too.
-    void AddSite(Table& table, std::vector<std::string> cells, std::uint32_t nSite) {
+    void AddSite(Table& table, std::vector<std::string> cells, std::uint32_t nSite) const {
         const std::vector<std::string> names = report_.sites.NamesOf(nSite);
         const std::size_t nCells = cells.size();
         for (std::size_t i = 0; i < names.size(); ++i) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "record/books.h"
 #include "record/pool_library.h"
@@ -27,7 +28,7 @@ struct ReplayFacts {
 class Replay {
   public:
     /// @p bTouch: new blocks are written to, a byte a page, as those who ask for them do.
-    Replay(const PoolLibrary& library, bool bTouch) : library_(library), bTouch_(bTouch) {}
+    Replay(PoolLibrary library, bool bTouch) : library_(std::move(library)), bTouch_(bTouch) {}
 
     void Take(const Event& event);
 

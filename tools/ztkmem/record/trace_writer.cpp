@@ -49,7 +49,7 @@ const char* NameOf(Verdict enVerdict) {
 
 TraceWriter::TraceWriter(std::FILE* pFile, const Facts& facts, const CallSites& sites)
     : pFile_(pFile), facts_(facts), callSites_(sites) {
-    fmt::print(pFile_, "{{\"displayTimeUnit\":\"ns\",\"traceEvents\":[");
+    fmt::print(pFile_, R"({{"displayTimeUnit":"ns","traceEvents":[)");
     Add(fmt::format(R"({{"name":"process_name","ph":"M","pid":{},"tid":0,"args":{{"name":{}}}}})",
                     facts.nProcess, Quoted(Escape(facts.program))));
 }
