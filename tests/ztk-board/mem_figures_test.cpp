@@ -17,7 +17,7 @@ using ztk_board::BoardPlan;
 using ztk_board::MemInfoText;
 using ztk_board::Taken;
 
-constexpr std::uint64_t kMiB = 1024 * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 
 BoardPlan Plan(std::uint64_t nMemory, std::uint64_t nMmz, std::uint64_t nSystem) {
     BoardPlan plan;

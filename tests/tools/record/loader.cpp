@@ -20,7 +20,7 @@ bool TakeTwoReleaseOne(void* hLibrary, std::uint64_t nSize) {
 
 int main(int /*nCount*/, char** ppArguments) {
     void* hFirst = dlopen(ppArguments[1], RTLD_NOW | RTLD_LOCAL);
-    if (hFirst == nullptr || !TakeTwoReleaseOne(hFirst, 3 * 1024) || dlclose(hFirst) != 0) return 1;
+    if (hFirst == nullptr || !TakeTwoReleaseOne(hFirst, 3072) || dlclose(hFirst) != 0) return 1;
     void* hSecond = dlopen(ppArguments[1], RTLD_NOW | RTLD_LOCAL);
-    return hSecond != nullptr && TakeTwoReleaseOne(hSecond, 5 * 1024) ? 0 : 1;
+    return hSecond != nullptr && TakeTwoReleaseOne(hSecond, 5120) ? 0 : 1;
 }

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kMebi = 1024 * 1024;
+constexpr std::uint64_t kMebi = std::uint64_t{1024} * 1024;
 
 /// @p text with times, process ids, addresses and lines made alike.
 std::string Plain(std::string text) {
@@ -136,7 +136,7 @@ TEST_F(RecordTest, LetsAThreadGoOnInTheRoomOfOneThatEnded) {
     EXPECT_NE(ZtkMem({"report", File()}).out.find("30000 calls in 300 threads"), std::string::npos);
     constexpr std::uintmax_t kText = ztk_record::kChunkSize;
     constexpr std::uintmax_t kNeeded = 30000 * sizeof(ztk_record::Record);
-    EXPECT_LE(fs::file_size(File()), kText + kNeeded + 2 * ztk_record::kChunkSize);
+    EXPECT_LE(fs::file_size(File()), kText + kNeeded + std::uintmax_t{2} * ztk_record::kChunkSize);
 }
 
 TEST_F(RecordTest, WritesAnotherFileForAForkedChild) {
