@@ -3,6 +3,7 @@
 // and memory, and what is in /dev/shm, must be the same at the end of every minute but for what is in use.
 #include <malloc.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -86,6 +87,9 @@ class Worker {
 
 /// Steps in bursts with a rest between them, as frames come.
 int WorkForEver(std::uint64_t nSeed) {
+    // It may live as long as the soak (a program of a test may not), and no longer.
+    alarm(0);
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return 1;
     Worker worker(nSeed);
     for (;;) {
         for (int i = 0; i < 50; ++i) {
