@@ -1,6 +1,8 @@
 #include "tools/tmux_session.h"
 
 #include <chrono>
+#include <thread>
+#include <utility>
 
 #include "tools/program.h"
 
@@ -41,8 +43,12 @@ std::string TmuxSession::Screen() const {
 std::string TmuxSession::Await(const std::function<bool(const std::string&)>& holds) const {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     std::string screen = Screen();
-    while (!holds(screen) && std::chrono::steady_clock::now() < end)
-        screen = Screen();
+    std::string before;
+    // One that is half drawn already holds something: it must be the same a moment later.
+    while ((!holds(screen) || screen != before) && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(holds(screen) ? 50 : 0));
+        before = std::exchange(screen, Screen());
+    }
     return screen;
 }
 

@@ -22,7 +22,8 @@ class TmuxSession {
 
     std::string Screen() const;
 
-    /// Looks again and again until @p holds says yes, for half a minute at most; the last screen.
+    /// Looks again and again until @p holds says yes of a screen that stays, for half a minute at most; the
+    /// last screen.
     std::string Await(const std::function<bool(const std::string&)>& holds) const;
     std::string AwaitText(const std::string& text) const;
 

@@ -48,8 +48,8 @@ TEST_F(Top, ShowsSegmentsAndLooksAgain) {
     EXPECT_TRUE(Has(screen, " 5000001  dead             1     0      0    97.8K    100.0K  -")) << screen;
     EXPECT_TRUE(Has(screen, PoolName(kNobody) + "  good  ")) << screen;
     WriteSegment("ZTKTool-" + std::to_string(kNobody) + "-" + std::string(32, 'a'), Pattern(100'000));
-    const std::string grown = terminal.AwaitText("2 segments");
-    EXPECT_TRUE(Has(grown, "+100.0K")) << grown;
+    const std::string grown = terminal.AwaitText("+100.0K");
+    EXPECT_TRUE(Has(grown, "2 segments") && Has(grown, "+100.0K")) << grown;
     terminal.Press("q");
     ExpectRestored(terminal, "[0]ready>");
 }
