@@ -73,6 +73,9 @@ def tests_in(outcome, programs=1):
             tests.append(Test(program if test == program else name, status, int(took.removesuffix("ms")) / 1000, why))
             why = ""
     told = {test.name.split(" ")[0] for test in tests}
+    missing = [line for line in outcome.lines if line.startswith("/board/") and line.endswith(": not found")]
+    if missing:
+        tests.append(Test("the board has all that its scripts call", "FAILED", 0, missing[0]))
     if len(told) < programs:
         tests.append(Test("all tests were run", "FAILED", 0, f"{len(told)} of {programs}:\n" + outcome.text[-3000:]))
     elif outcome.exit_code != 0 and not any(test.status == "FAILED" for test in tests):

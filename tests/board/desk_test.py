@@ -65,6 +65,10 @@ class Results(unittest.TestCase):
         self.assertEqual(stages.tests_in(outcome("@test ok 100ms a"), programs=2)[-1].status, "FAILED")
         self.assertEqual(stages.tests_in(outcome())[-1].status, "FAILED")
 
+    def test_a_script_that_calls_what_is_not_there_is_a_failure(self):
+        found = stages.tests_in(outcome("@test ok 100ms a", "/board/run-one: line 41: flock: not found"))
+        self.assertEqual([test.status for test in found], ["ok", "FAILED"])
+
     def test_a_command_that_fails_without_a_failed_test_is_a_failure(self):
         self.assertEqual(stages.tests_in(outcome("@test ok 100ms a", code=123))[-1].status, "FAILED")
 
