@@ -6,10 +6,6 @@
 find_package(CLI11 REQUIRED)
 
 set(ZTK_COMMAND_LINE_OPTIONS -O1 -g1)
-# With sanitizers it would be a minute. None of it holds memory of its own, and no thread is running yet.
-if(ZTK_SANITIZE)
-    list(APPEND ZTK_COMMAND_LINE_OPTIONS -fno-sanitize=all)
-endif()
 
 if(NOT TARGET ztk_command_line)
     add_library(ztk_command_line INTERFACE)
