@@ -14,7 +14,7 @@
 #include "torture/fuzz/changed_header.h"
 #include "torture/fuzz/text_maker.h"
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
+#include "torture/run.h"
 #include "torture/report.h"
 
 namespace ztk::torture {

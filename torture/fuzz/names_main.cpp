@@ -8,7 +8,7 @@
 #include "tests/library/library.h"
 #include "torture/fuzz/fed_sweep.h"
 #include "torture/fuzz/name_maker.h"
-#include "torture/processes/run.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

@@ -22,7 +22,7 @@
 #include "torture/fuzz/name_maker.h"
 #include "torture/fuzz/name_oracle.h"
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
+#include "torture/run.h"
 #include "torture/report.h"
 
 namespace ztk::torture {

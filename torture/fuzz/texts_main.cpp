@@ -5,7 +5,7 @@
 
 #include "torture/fuzz/fed_view.h"
 #include "torture/fuzz/text_maker.h"
-#include "torture/processes/run.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

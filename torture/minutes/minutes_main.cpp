@@ -1,7 +1,6 @@
 // Virtual minutes of both pools' reclaimers against a model, in lock-step.
 //
-//   ztk_torture_minutes SECONDS SEED [MINUTES]   ends after the seconds, or after so many minutes of each
-//   pool
+//   ztk_torture_minutes [--count MINUTES] [--seconds N] [--seed S]     so many minutes of each pool
 #include "torture/minutes/virtual_minutes.h"
 #include "torture/model/lock_step_main.h"
 

@@ -1,6 +1,6 @@
 // Random operations on both pools against a model of them, in lock-step.
 //
-//   ztk_torture_model SECONDS SEED [OPERATIONS]   ends after the seconds, or after so many operations
+//   ztk_torture_model [--count OPERATIONS] [--seconds N] [--seed S]
 #include "torture/model/lock_step_main.h"
 #include "torture/model/random_operations.h"
 

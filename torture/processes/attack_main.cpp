@@ -21,8 +21,8 @@
 #include "tests/library/process_state.h"
 #include "torture/processes/attacks.h"
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {
@@ -127,6 +127,7 @@ std::uint64_t AttackAll(const Attack& attack, std::mt19937_64& random) {
 test::Ending AttackOwner(Run& run, const Attack& attack, Books& books, std::uint64_t& nAttacks) {
     books.bEnded = false;
     const std::uint64_t nSeed = run.Random()();
+    std::mt19937_64 random(nSeed);  // the attacker's own: it comes as often as it can
     const pid_t nOwner = test::StartChild([&books, nSeed] {
         const int nResult = Owner(books, nSeed).Run();
         books.bEnded = true;
@@ -134,7 +135,7 @@ test::Ending AttackOwner(Run& run, const Attack& attack, Books& books, std::uint
     });
     siginfo_t info{};
     while (!books.bEnded && info.si_pid == 0) {
-        nAttacks += AttackAll(attack, run.Random());
+        nAttacks += AttackAll(attack, random);
         waitid(P_PID, static_cast<id_t>(nOwner), &info, WEXITED | WNOHANG | WNOWAIT);
     }
     return test::AwaitEnd(nOwner);

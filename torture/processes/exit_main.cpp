@@ -6,8 +6,8 @@
 
 #include "tests/library/child.h"
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

@@ -20,8 +20,8 @@
 #include "tests/library/hammer.h"
 #include "torture/processes/inside_calls.h"
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

@@ -22,9 +22,9 @@
 #include "tests/library/library.h"
 #include "torture/processes/marker.h"
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
 #include "torture/processes/victim.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

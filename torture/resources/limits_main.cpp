@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "torture/processes/place.h"
-#include "torture/processes/run.h"
+#include "torture/run.h"
 #include "torture/report.h"
 #include "torture/resources/limit_case.h"
 

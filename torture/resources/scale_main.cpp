@@ -16,7 +16,7 @@
 #include "tests/library/library.h"
 #include "torture/processes/place.h"
 #include "torture/processes/real_functions.h"
-#include "torture/processes/run.h"
+#include "torture/run.h"
 #include "torture/report.h"
 
 namespace ztk::torture {

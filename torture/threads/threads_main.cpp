@@ -1,21 +1,20 @@
 // Many threads on both pools at once, with the reclaimers and their dumps in a hurry. Every thread writes
 // into its blocks and looks, before it gives one back, whether what it wrote is still there.
 //
-//   ztk_torture_threads SECONDS SEED [THREADS]    4 to 16 threads; drawn from the seed if left out
+//   ztk_torture_threads [--count OPERATIONS] [--seconds N] [--seed S]
+//
+// There are 4 to 16 threads: 4 and what remains of the seed when divided by 13.
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <random>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "common/ztk_common.h"
 #include "tests/support/private_shm.h"
 #include "torture/report.h"
+#include "torture/run.h"
 #include "torture/threads/hasty_world.h"
 
 namespace ztk::torture {
@@ -41,15 +40,22 @@ struct Block {
     bool bShared;
 };
 
+/// Whether the reclaimers have done all that they do beside the threads. On a busy machine it takes a while.
+bool HasSeenBackground() {
+    const Background background = CountBackground();
+    return background.nChecks > 0 && background.nDumpLines > 0 && background.nFreed > 0;
+}
+
 /// One thread's work.
 class Worker {
   public:
     Worker(std::uint64_t nSeed, std::uint64_t nNumber)
         : random_(nSeed * 64 + nNumber), nNextMark_(nNumber << 48U) {}
 
-    void Run(std::chrono::steady_clock::time_point end) {
+    /// As one of @p nThreads that share the work.
+    void Work(const Run& run, std::uint64_t nThreads) {
         constexpr std::uint64_t kBetweenLooks = 256;
-        while (nDone_ % kBetweenLooks != 0 || std::chrono::steady_clock::now() < end) {
+        while (nDone_ % kBetweenLooks != 0 || run.GoesOnAfter(nDone_ * nThreads) || !HasSeenBackground()) {
             Step();
             ++nDone_;
         }
@@ -188,44 +194,34 @@ class Worker {
     std::uint64_t nWrong_ = 0;
 };
 
-int Main(int nSeconds, std::uint64_t nSeed, std::size_t nThreads) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(nSeconds);
+int Main(int nCount, char** ppArguments) {
+    constexpr std::uint64_t kFew = 100'000;
+    constexpr std::uint64_t kFewestThreads = 4;
+    constexpr std::uint64_t kMostThreads = 16;
+    Run run(kPart, nCount, ppArguments, kFew);
+    if (!g_bPrivateShm) return ReportSkipped(kPart, "no private /dev/shm");
+    const std::uint64_t nThreads = kFewestThreads + run.Seed() % (kMostThreads - kFewestThreads + 1);
     std::vector<Worker> workers;
-    for (std::size_t n = 1; n <= nThreads; ++n)
-        workers.emplace_back(nSeed, n);
+    for (std::uint64_t n = 1; n <= nThreads; ++n)
+        workers.emplace_back(run.Seed(), n);
     std::vector<std::thread> threads;
     for (Worker& worker : workers)
-        threads.emplace_back([&worker, end] { worker.Run(end); });
+        threads.emplace_back([&worker, &run, nThreads] { worker.Work(run, nThreads); });
     for (std::thread& thread : threads)
         thread.join();
-    std::uint64_t nDone = 0;
-    std::uint64_t nWrong = 0;
     for (const Worker& worker : workers) {
-        nDone += worker.Done();
-        nWrong += worker.Wrong();
+        run.CountRun(worker.Done());
+        run.AddDifferences(worker.Wrong());
     }
     const Background background = CountBackground();
     std::printf("%zu threads; %lu checks of the idle total, %lu lines of dumps, %lu blocks given back\n",
-                nThreads, background.nChecks, background.nDumpLines, background.nFreed);
-    if (background.nChecks == 0 || background.nDumpLines == 0 || background.nFreed == 0) {
-        std::puts("DIFFERENCE: the reclaimers did not run beside the threads");
-        ++nWrong;
-    }
-    return Report(kPart, nDone, nWrong, nSeed);
+                threads.size(), background.nChecks, background.nDumpLines, background.nFreed);
+    return run.Finish();
 }
 
 }  // namespace
 }  // namespace ztk::torture
 
 int main(int nCount, char** ppArguments) {
-    const std::vector<std::string> words(ppArguments + 1, ppArguments + nCount);
-    if (words.size() < 2) return 2;
-    if (!ztk::torture::g_bPrivateShm)
-        return ztk::torture::ReportSkipped(ztk::torture::kPart, "no private /dev/shm");
-    const std::uint64_t nSeed = std::stoull(words[1]);
-    constexpr std::uint64_t kFewest = 4;
-    constexpr std::uint64_t kMost = 16;
-    const std::uint64_t nThreads =
-        words.size() > 2 ? std::stoull(words[2]) : kFewest + nSeed % (kMost - kFewest + 1);
-    return ztk::torture::Main(std::stoi(words[0]), nSeed, nThreads);
+    return ztk::torture::Main(nCount, ppArguments);
 }

@@ -17,7 +17,9 @@ class Run {
     Run& operator=(const Run&) = delete;
 
     /// True while there is more to do.
-    bool GoesOn() const;
+    bool GoesOn() const { return GoesOnAfter(nRuns_); }
+    /// The same for one who counts runs apart. May be asked by several threads at once.
+    bool GoesOnAfter(std::uint64_t nRuns) const;
     void CountRun(std::uint64_t nRuns = 1) { nRuns_ += nRuns; }
     std::uint64_t Runs() const { return nRuns_; }
 

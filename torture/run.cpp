@@ -1,4 +1,4 @@
-#include "torture/processes/run.h"
+#include "torture/run.h"
 
 #include <getopt.h>
 
@@ -52,8 +52,8 @@ Run::Run(const char* szPart, int nCount, char** ppArguments, std::uint64_t nDefa
     random_.seed(nSeed_);
 }
 
-bool Run::GoesOn() const {
-    return nRuns_ < nCount_ || Clock::now() - started_ < std::chrono::seconds(nSeconds_);
+bool Run::GoesOnAfter(std::uint64_t nRuns) const {
+    return nRuns < nCount_ || Clock::now() - started_ < std::chrono::seconds(nSeconds_);
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks a printf() format
