@@ -1,11 +1,9 @@
 // Makes every call of the library fail.
 //
-//   ztk_torture_faults LIBRARY singles [SCENARIO]   every call of every scenario, once and from then on:
-//   prints what came
-//                                                   of each, for single-faults to compare
-//   ztk_torture_faults LIBRARY pairs SECONDS SEED   every ordered pair of calls of every scenario: checks
-//   what holds
-//                                                   whatever fails
+//   ztk_torture_faults LIBRARY singles [SCENARIO]
+//     every call of every scenario, once and from then on: prints what came of each, for single-faults
+//   ztk_torture_faults LIBRARY pairs SECONDS SEED
+//     every ordered pair of calls of every scenario, each failing once: checks what holds whatever fails
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -168,8 +166,20 @@ class Pairs {
     std::size_t nDifferences_ = 0;
 };
 
+int EndWithUsage() {
+    std::fputs(
+        "usage: ztk_torture_faults LIBRARY singles [SCENARIO]\n"
+        "       ztk_torture_faults LIBRARY pairs SECONDS SEED\n",
+        stderr);
+    return 2;
+}
+
+bool IsNumber(const std::string& word) {
+    return !word.empty() && word.size() < 10 && word.find_first_not_of("0123456789") == std::string::npos;
+}
+
 int Main(const std::vector<std::string>& words) {
-    if (words.size() < 2) return 2;
+    if (words.size() < 2 || words.size() > 4) return EndWithUsage();
     const std::string& libraryPath = words.at(0);
     MakeSharedResult();
     MakeMemInfoTexts();
@@ -179,6 +189,8 @@ int Main(const std::vector<std::string>& words) {
         }
         return 0;
     }
+    if (words.at(1) != "pairs" || words.size() != 4 || !IsNumber(words[2]) || !IsNumber(words[3]))
+        return EndWithUsage();
     const auto nSeed = static_cast<unsigned>(std::stoul(words.at(3)));
     Pairs pairs(libraryPath, std::stoi(words.at(2)), nSeed);
     pairs.RunAll();

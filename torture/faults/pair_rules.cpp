@@ -85,6 +85,26 @@ void CompareLeft(const Outcome& clean, const Outcome& outcome, const std::vector
     if (SegmentsIn(left) - SegmentsIn(before) > nUnlinks) wrong.push_back("segments left: " + left);
 }
 
+int CountStarts(const Outcome& outcome, const std::string& start) {
+    return static_cast<int>(
+        std::count_if(outcome.lines.begin(), outcome.lines.end(),
+                      [&start](const std::string& line) { return StartsWith(line, start); }));
+}
+
+/// What was granted is taken back: a release is refused only for what a refused request did not give.
+void CompareReleases(const Outcome& clean, const Outcome& outcome, std::vector<std::string>& wrong) {
+    for (const std::string pool : {"", " shared"}) {
+        const auto countMore = [&](const std::string& status) {
+            return CountStarts(outcome, status) - CountStarts(clean, status);
+        };
+        const int nNotGranted = countMore("allocate" + pool + " = 0x80100009");
+        const int nNotTaken = countMore("free" + pool + " = 0x80100006");
+        if (nNotTaken > std::max(0, nNotGranted))
+            wrong.push_back("releases" + pool + " refused: " + std::to_string(nNotTaken) +
+                            ", requests refused: " + std::to_string(nNotGranted));
+    }
+}
+
 /// A fork in the middle of a call, as it looks when the lock says that it is this thread's, leaves the child
 /// a pool that refuses everything and gives nothing back.
 bool IsForkInACall(const std::vector<Fault>& faults, const std::string& scenario) {
@@ -121,6 +141,7 @@ std::vector<std::string> Violations(const std::string& scenario, const Outcome& 
         }
     }
     if (!bEnded) CompareLeft(clean, outcome, faults, wrong);
+    if (!IsForkInACall(faults, scenario)) CompareReleases(clean, outcome, wrong);
     return wrong;
 }
 
