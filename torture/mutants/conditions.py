@@ -1,21 +1,22 @@
 """Finds the conditions of decisions in C++ source as clang-format leaves it, and makes each one that can be turned.
 
 A decision is what stands in if, while, for, before ? and behind return or in a bool, if it compares or combines; its
-conditions are what && and || combine.
+conditions are what && and || combine. A switch is none, and what is known when compiling is not looked at.
 """
 import re
 
 DECISION = re.compile(r"\b(if|while)( constexpr)? \(|\bfor \(|\breturn (?=[^;]*(==|!=|<=|>=| < | > |&&|\|\||!))"
                       r"|(?<= )\?(?= )"
-                      r"|\bbool \w+ = |\bbLockedByFork_ = ")
+                      r"|\bbool \w+ = |\bb(LockedByFork|Blocked)_ = ")
+IN_AN_IF = re.compile(r"(?:const )?auto (\w+) = ")
 COMPARES = re.compile(r"==|!=|<=|>=| < | > |&&|\|\||^!")
 STARTS = set("(,{;[=")
 
 
 def mask(text):
-    """The text with comments, strings and preprocessor lines blanked, so that offsets stay."""
+    """The text with comments, literals and preprocessor lines blanked, so that offsets stay."""
     def blank(match):
-        return re.sub(r"[^\n]", " ", match.group(0))
+        return re.sub(r"[^\n]", "_" if match.group(0)[0] in "\"'" else " ", match.group(0))
     pattern = r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|(?<![\w])\'(?:\\.|[^\'\\])\'|^[ \t]*#(?:[^\n\\]|\\.|\\\n)*'
     text = re.sub(pattern, blank, text, flags=re.S | re.M)
     return re.sub(r"static_assert\([^;]*;", blank, text)
@@ -87,7 +88,7 @@ def before_question(text, question):
 
 
 def decisions(text):
-    """Ranges of whole decisions; of an if with a variable what the variable is set to is none of ours."""
+    """Ranges of whole decisions, but for that of a variable that is set in an if."""
     for match in DECISION.finditer(text):
         word = match.group(0)
         if word.startswith(("if constexpr",)):
@@ -99,7 +100,7 @@ def decisions(text):
                 if len(parts) != 3 or not text[slice(*parts[1])].strip():
                     continue
                 yield parts[1]
-            elif not re.match(r"(const )?auto[ *]", text[first:beyond]):
+            elif not IN_AN_IF.match(text, first) or len(parts) > 1:
                 yield parts[-1]
         elif word == "?":
             yield before_question(text, match.start()), match.start()
@@ -134,13 +135,25 @@ def conditions(source):
     return [r for r in outer if not any(r != o and r[0] <= o[0] and o[1] <= r[1] for o in outer)]
 
 
+def name_ifs(source):
+    """if (const auto x = ...) with the condition said: if (const auto x = ...; x)"""
+    text, parts, last = mask(source), [], 0
+    for match in re.finditer(r"\bif \(", text):
+        variable, beyond = IN_AN_IF.match(text, match.end()), closing(text, match.end() - 1)
+        if variable and ";" not in text[match.end():beyond]:
+            parts += [source[last:beyond], f"; {variable.group(1)}"]
+            last = beyond
+    return "".join(parts) + source[last:]
+
+
 def instrument(source, number_from):
     """(source in which each condition can be turned, [(line, condition)])"""
+    source = name_ifs(source)
     names, parts, last = [], [], 0
     for first, beyond in conditions(source):
         condition = source[first:beyond]
         names.append((source.count("\n", 0, first) + 1, re.sub(r"\s+", " ", condition)))
         parts.append(source[last:first])
-        parts.append(f"(ZtkMutant({number_from + len(names) - 1}) != static_cast<bool>({condition}))")
+        parts.append(f"(ZtkMutant({number_from + len(names) - 1}) != !!({condition}))")  # in C as well
         last = beyond
     return "".join(parts) + source[last:], names
