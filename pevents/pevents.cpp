@@ -69,7 +69,7 @@ int AwaitState(neosmart_event_t event, std::uint64_t milliseconds) {
 }  // namespace
 
 neosmart_event_t CreateEvent(bool manualReset, bool initialState) {
-    auto* event = new (std::nothrow) neosmart_event_t_{};
+    auto* event = new (std::nothrow) neosmart_event_t_();
     if (event == nullptr) return nullptr;
     MustSucceed(pthread_cond_init(&event->cond, nullptr), 98, kCreateEvent);
     MustSucceed(pthread_mutex_init(&event->mutex, nullptr), 101, kCreateEvent);

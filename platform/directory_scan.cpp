@@ -64,7 +64,7 @@ FindHandle* portable_findfirst(const char* szPath, FindData* pFindData) {
                          szJoined, errno);
         return nullptr;  // with the stream open, as callers of this scan know it
     }
-    auto* hFind = new (std::nothrow) FindHandle{};
+    auto* hFind = new (std::nothrow) FindHandle();
     if (hFind == nullptr) {
         closedir(pStream);
         return nullptr;
