@@ -14,6 +14,10 @@ command -v lintian >/dev/null || { echo "NOT TESTED HERE: lintian is not install
 # Root may run it on its own packages. Its word of having overridden something is no finding.
 root=
 [ "$(id -u)" -ne 0 ] || root=--allow-root
+# What it unpacks it does not always remove.
+TMPDIR=$(mktemp -d)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 # The debugging package is left out: it may have no overrides of its own.
 # shellcheck disable=SC2046,SC2086 # words are meant, and no option is no word
 lintian --no-cfg $root --display-info --fail-on error,warning,info --tag-display-limit 0 \
