@@ -102,6 +102,8 @@ bool Make(const std::string& name, std::uint64_t nKind, bool bForOther) {
             return MakeSocket(path);
         case 5:
             return mknod(path.c_str(), S_IFCHR | 0600, makedev(1, 3)) == 0;
+        case 6:
+            return mknod(path.c_str(), S_IFBLK | 0600, makedev(7, 255)) == 0;
         default:
             return MakeRegular(path, bForOther);
     }
@@ -113,7 +115,7 @@ struct Planted {
 };
 
 EntryType TypeOf(std::uint64_t nKind) {
-    return nKind == 0 ? EntryType::kDirectory : nKind <= 5 ? EntryType::kOther : EntryType::kRegular;
+    return nKind == 0 ? EntryType::kDirectory : nKind <= 6 ? EntryType::kOther : EntryType::kRegular;
 }
 
 /// In the process that loads: which of the entries are there afterwards and which must be. Whether a process
