@@ -1,6 +1,6 @@
 // A process at work until somebody ends it: takes, writes and frees blocks of all kinds, in an order that a
-// seed chooses. For every step it writes one byte, or with "lines" a line for every hundred steps. Usage:
-// worker SEED bytes|lines
+// seed chooses; one shared block it never gives back, so that it always has something to leave. For every
+// step it writes one byte, or with "lines" a line for every hundred steps. Usage: worker SEED bytes|lines
 #include <unistd.h>
 
 #include <array>
@@ -61,6 +61,8 @@ int main(int nCount, char** ppArguments) {
     if (nCount != 3) return 2;
     std::mt19937 random(static_cast<std::uint32_t>(std::strtoul(ppArguments[1], nullptr, 10)));
     const bool bLines = std::strcmp(ppArguments[2], "lines") == 0;
+    Held kept;
+    Take(kept, kShared, 4096);
     std::array<Held, 24> all;
     for (int nStep = 1;; ++nStep) {
         Held& held = all[random() % all.size()];
