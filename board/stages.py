@@ -11,19 +11,14 @@ import hours
 import initramfs
 import page
 import suite
+from results import Test, check, tests_in
 
 HERE = pathlib.Path(__file__).resolve().parent
 BENCH = HERE.parent / "bench"
 sys.path.append(str(BENCH))
 import instruction_table  # noqa: E402 pylint: disable=wrong-import-position
 
-
-@dataclasses.dataclass
-class Test:
-    name: str
-    status: str        # ok, FAILED, skipped
-    seconds: float = 0
-    why: str = ""      # what it said when it failed, or why it was skipped
+CUTS = 3  # of the power, with each kind of /dev/shm
 
 
 @dataclasses.dataclass
@@ -36,6 +31,16 @@ class Context:
     has_heap: bool          # /dev/dma_heap: a kernel of our own
     timeout: float
     loud: bool = False
+
+    @property
+    def longest_test(self):
+        """Seconds that one test may take: when it hangs, there is time left for the others."""
+        return max(1, int(self.timeout / 3))
+
+    @property
+    def kind(self):
+        """Of the kernel, as expected_skips.txt calls it."""
+        return "own" if self.has_heap else "stock"
 
     def boot(self, parts, command, **options):
         setup = boot.Setup(self.kernel, [self.base, *parts], command, timeout=self.timeout, loud=self.loud)
@@ -58,36 +63,6 @@ class Context:
         return self.builds["plain"] / "tests" / "board" / name
 
 
-def tests_in(outcome, programs=1):
-    """What run-one told. A board that tells of fewer programs than it was given has failed."""
-    tests, why = [], ""
-    for line in outcome.lines:
-        if line.startswith("@why "):
-            why = line[5:]
-        elif line.startswith("@test "):
-            _, status, took, name = line.split(" ", 3)
-            if status == "FAILED":
-                log = name.replace("/", "_").replace(" ", "_") + ".log"
-                why = outcome.files.get(log, b"").decode("utf-8", "replace")
-            program, _, test = name.partition(" ")
-            tests.append(Test(program if test == program else name, status, int(took.removesuffix("ms")) / 1000, why))
-            why = ""
-    told = {test.name.split(" ")[0] for test in tests}
-    missing = [line for line in outcome.lines if line.startswith("/board/") and line.endswith(": not found")]
-    if missing:
-        tests.append(Test("the board has all that its scripts call", "FAILED", 0, missing[0]))
-    if len(told) < programs:
-        tests.append(Test("all tests were run", "FAILED", 0, f"{len(told)} of {programs}:\n" + outcome.text[-3000:]))
-    elif outcome.exit_code != 0 and not any(test.status == "FAILED" for test in tests):
-        tests.append(Test("the board's command succeeded", "FAILED", 0,
-                          f"exit code {outcome.exit_code}:\n" + outcome.text[-3000:]))
-    return tests
-
-
-def check(name, holds, why="", seconds=0.0):
-    return Test(name, "ok" if holds else "FAILED", seconds, why)
-
-
 # ---- the board itself --------------------------------------------------------------------------------------
 
 def board(context):
@@ -98,16 +73,37 @@ def board(context):
     outcome = context.boot([context.pack("fails", script="echo text >/results/a.txt; exit 3")], "/board/fails")
     tests.append(check("an exit code comes back", outcome.exit_code == 3, str(outcome.exit_code)))
     tests.append(check("a result file comes back", outcome.files == {"a.txt": b"text\n"}, str(outcome.files)))
+    outcome = context.boot([context.pack("cut", script="echo @now; sleep 1000")], "/board/cut", cut_after="@now")
+    tests.append(check("a cut is told from an end", outcome.cut and outcome.exit_code is None, str(outcome)))
+    dies = "echo c >/proc/sysrq-trigger; sleep 1000"
     for name, script, word, options in (
             ("a board that hangs is ended", "sleep 1000", "hung", {"timeout": 8}),
-            ("a kernel that dies is noticed", "echo c >/proc/sysrq-trigger; sleep 1000", "died", {}),
+            ("a kernel that dies is noticed", dies, "died", {}),
+            ("a kernel that dies before it is cut is noticed", dies, "died", {"cut_after": "@now"}),
+            ("a kernel that dies before the moment of its cut is noticed", f"echo @now; {dies}", "died",
+             {"cut_after": "@now", "cut_delay": 30}),
             ("a board that is off too early is noticed", "poweroff -f; sleep 1000", "died", {})):
         try:
             context.boot([context.pack("broken", script=script)], "/board/broken", **options)
             tests.append(check(name, False, "it was taken for a success"))
         except boot.BoardError as error:
             tests.append(check(name, word in str(error), str(error)))
-    return tests
+    return tests + _hanging_test(context)
+
+
+def _hanging_test(context):
+    """One that hangs costs its own time, and not the others' results."""
+    script = """printf '%s\\t2\\t77\\t%s\\n' hangs 'sleep 1000' works true skips 'sh -c "exit 77"' >/tmp/list
+/board/run-list /tmp/list
+ended=$?
+ps >/results/left
+exit $ended
+"""
+    outcome = context.boot([context.pack("hangs", script=script)], "/board/hangs", cpus=2)
+    found = {test.name: test.status for test in tests_in(outcome, programs=3)}
+    left = b"sleep 1000" in outcome.files.get("left", b"sleep 1000")
+    return [check("a test that hangs is ended, and the others are told",
+                  found == {"hangs": "FAILED", "works": "ok", "skips": "skipped"} and not left, f"{found}\n{outcome}")]
 
 
 # ---- the tests of the library --------------------------------------------------------------------------------
@@ -115,7 +111,8 @@ def board(context):
 def _suite(context, variant, wanted=re.compile(""), **options):
     listed = context.builds["plain"]
     tests = suite.tests_of(listed, wanted)
-    part = suite.pack(context.builds[variant], listed, tests, context.work / f"suite-{variant}.cpio")
+    part = suite.pack(context.builds[variant], listed, tests, context.longest_test,
+                      context.work / f"suite-{variant}.cpio")
     # As much contiguous memory as the stand-in gives out by default, and some for the kernel's own use.
     outcome = context.boot([part], "/tests/run", cpus=2, cma="320M", **options)
     return tests_in(outcome, programs=len(tests))
@@ -163,7 +160,7 @@ def tests_tsan(context):
 # ---- what a desk cannot show ---------------------------------------------------------------------------------
 
 def _gtest(context, name, program, environment="", others=(), **options):
-    script = f"{environment} exec /board/each-test {context.program(program)}\n"
+    script = f"{environment} exec /board/each-test {context.longest_test} {context.program(program)}\n"
     return tests_in(context.boot([context.pack(name, [program, *others], script)], f"/board/{name}", **options))
 
 
@@ -214,28 +211,29 @@ def power_cut(context):
     """The power cut in the middle of work; the next boot's load."""
     board_seed = boot.random_seed()
     chance = random.Random(board_seed)
-    found = []
-    for name, outlives in (("/dev/shm in memory", False), ("/dev/shm on a disk", True)):
-        seed, line = chance.randrange(1 << 31), chance.randrange(2, 12)
-        disk = context.work / "disk.img"
-        disk.unlink(missing_ok=True)
-        with open(disk, "wb") as file:
-            file.truncate(256 << 20)
-        subprocess.run(["/sbin/mke2fs", "-q", "-t", "ext2", disk], check=True)
-        options = {"disk": disk, "disk_use": "shm" if outlives else "data", "memory": 1024}
-        # A process id far from those of the next boot's first processes, which would keep the objects of such a one. It
-        # is the child's: this shell has its own since before.
-        burn = "i=0; while [ $i -lt 400 ]; do (true); i=$((i + 1)); done"
-        work = context.pack("work", ["board_worker"],
-                            f"{burn}\n{context.program('board_worker')} {seed} lines &\nwait\n")
-        outcome = context.boot([work], "/board/work", cut_after=f"@work {100 * line}", **options)
-        label = f"{name}, after step {100 * line} (BOARD_SEED={board_seed})"
-        found.append(check(f"cut while it worked: {label}", outcome.exit_code is None, outcome.text, outcome.seconds))
-        environment = "ZTK_SHM_OUTLIVES=1" if outlives else ""
-        for test in _gtest(context, "after", "board_after_cut_check", environment, **options):
-            if context.has_heap or "Contiguous" not in test.name:
-                found.append(dataclasses.replace(test, name=f"{test.name} ({name})"))
-    return found
+    return [test for cut in range(CUTS) for name, outlives in (("memory", False), ("disk", True))
+            for test in _cut(context, chance, outlives, f"(/dev/shm on {name}, {cut + 1}, BOARD_SEED={board_seed})")]
+
+
+def _cut(context, chance, outlives, label):
+    seed, line, delay = chance.randrange(1 << 31), chance.randrange(1, 12), chance.random()
+    disk = context.work / "disk.img"
+    disk.unlink(missing_ok=True)
+    with open(disk, "wb") as file:
+        file.truncate(256 << 20)
+    subprocess.run(["/sbin/mke2fs", "-q", "-t", "ext2", disk], check=True)
+    options = {"disk": disk, "disk_use": "shm" if outlives else "data", "memory": 1024}
+    # A process id far from those of the next boot's first processes, which would keep the objects of such a one. It
+    # is the child's: this shell has its own since before.
+    burn = "i=0; while [ $i -lt 400 ]; do (true); i=$((i + 1)); done"
+    work = context.pack("work", ["board_worker"],
+                        f"{burn}\n{context.program('board_worker')} {seed} lines &\nwait\n")
+    outcome = context.boot([work], "/board/work", cut_after=f"@work {100 * line}", cut_delay=delay, **options)
+    found = [check(f"cut while it worked, {delay:.2f} s after step {100 * line} {label}",
+                   outcome.cut and outcome.exit_code is None, outcome.text, outcome.seconds)]
+    environment = "ZTK_SHM_OUTLIVES=1" if outlives else ""
+    return found + [dataclasses.replace(test, name=f"{test.name} {label}")
+                    for test in _gtest(context, "after", "board_after_cut_check", environment, **options)]
 
 
 def instructions(context):

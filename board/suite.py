@@ -40,7 +40,7 @@ class Test:
         self.environment = properties.get("ENVIRONMENT", [])
         self.command = entry.get("command", [])
 
-    def line(self):
+    def line(self, longest):
         """For run-list. What a desk needs to start ARM64 programs is left out."""
         words = list(self.command)
         if words[0].endswith("with-binfmt.sh"):
@@ -54,7 +54,7 @@ class Test:
             environment = [*environment, "ASAN_OPTIONS=detect_leaks=1"]
         command = shlex.join(["env", *environment, *words] if environment else words)
         # Emulated twice as slowly, or worse, and on busy machines.
-        return f"{self.name}\t{5 * self.seconds}\t{self.skip_code}\t{command}"
+        return f"{self.name}\t{min(5 * self.seconds, longest)}\t{self.skip_code}\t{command}"
 
 
 def tests_of(build, wanted=re.compile("")):
@@ -76,7 +76,7 @@ def programs_of(build):
             yield path
 
 
-def pack(build, listed, tests, output):
+def pack(build, listed, tests, longest, output):
     """Tests from the list of one build folder with the programs of another: a program with a sanitizer cannot be asked
     for its tests on this machine. They are the same."""
     runtimes = runtimes_of(build)
@@ -85,7 +85,7 @@ def pack(build, listed, tests, output):
         tree.add(path)
     for path in DATA:
         tree.add(path)
-    lines = [test.line().replace(f"{listed}/", f"{build}/") for test in tests]
+    lines = [test.line(longest).replace(f"{listed}/", f"{build}/") for test in tests]
     tree.write("/tests/list", "\n".join(lines) + "\n", mode=0o644)
     tree.write("/tests/run", "#!/bin/sh\nASAN_OPTIONS=detect_leaks=0 exec /board/run-list /tests/list\n")
     tree.add_libraries(runtimes)

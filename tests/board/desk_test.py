@@ -5,16 +5,21 @@
 """
 import base64
 import io
+import os
+import pathlib
 import sys
 import tarfile
+import tempfile
+import time
 import unittest
+import unittest.mock
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, sys.argv.pop(1))
 import boot  # noqa: E402 pylint: disable=wrong-import-position
 import hours  # noqa: E402 pylint: disable=wrong-import-position
 import page  # noqa: E402 pylint: disable=wrong-import-position
-import stages  # noqa: E402 pylint: disable=wrong-import-position
+import results  # noqa: E402 pylint: disable=wrong-import-position
 import suite  # noqa: E402 pylint: disable=wrong-import-position
 
 
@@ -52,25 +57,44 @@ def outcome(*lines, code=0, files=None):
 
 class Results(unittest.TestCase):
     def test_every_test_has_its_status(self):
-        found = stages.tests_in(outcome("@test ok 100ms a a.b", "noise", "@why no namespace", "@test skipped 200ms c c",
-                                        "@test ok 1ms d"))
+        found = results.tests_in(outcome("@test ok 100ms a a.b", "noise", "@why no namespace",
+                                         "@test skipped 200ms c c", "@test ok 1ms d"))
         self.assertEqual([(test.name, test.status, test.why) for test in found],
                          [("a a.b", "ok", ""), ("c", "skipped", "no namespace"), ("d", "ok", "")])
 
     def test_a_failure_brings_its_output(self):
-        found = stages.tests_in(outcome("@test FAILED 100ms a/b 1", code=1, files={"a_b_1.log": b"said"}))
+        found = results.tests_in(outcome("@test FAILED 100ms a/b 1", code=1, files={"a_b_1.log": b"said"}))
         self.assertEqual([(test.status, test.why) for test in found], [("FAILED", "said")])
 
     def test_fewer_tests_than_given_is_a_failure(self):
-        self.assertEqual(stages.tests_in(outcome("@test ok 100ms a"), programs=2)[-1].status, "FAILED")
-        self.assertEqual(stages.tests_in(outcome())[-1].status, "FAILED")
+        self.assertEqual(results.tests_in(outcome("@test ok 100ms a"), programs=2)[-1].status, "FAILED")
+        self.assertEqual(results.tests_in(outcome())[-1].status, "FAILED")
 
     def test_a_script_that_calls_what_is_not_there_is_a_failure(self):
-        found = stages.tests_in(outcome("@test ok 100ms a", "/board/run-one: line 41: flock: not found"))
+        found = results.tests_in(outcome("@test ok 100ms a", "/board/run-one: line 41: flock: not found"))
         self.assertEqual([test.status for test in found], ["ok", "FAILED"])
 
     def test_a_command_that_fails_without_a_failed_test_is_a_failure(self):
-        self.assertEqual(stages.tests_in(outcome("@test ok 100ms a", code=123))[-1].status, "FAILED")
+        self.assertEqual(results.tests_in(outcome("@test ok 100ms a", code=123))[-1].status, "FAILED")
+
+    def test_a_garbled_line_is_a_failure(self):
+        found = results.tests_in(outcome("@test ok 100ms a", "@test ok[ 12.3] something", "@test ok 1ms b"))
+        self.assertEqual([test.status for test in found], ["ok", "ok", "FAILED"])
+
+    def test_only_a_skip_that_is_listed_is_none(self):
+        with tempfile.TemporaryDirectory() as folder:
+            listed = pathlib.Path(folder, "list")
+            listed.write_text("# why\ns\tany\ta x\ns\tstock\tb\nt\tany\tc\n", encoding="utf-8")
+            expected = results.expected_skips("s", "own", listed)
+            self.assertEqual(results.expected_skips("s", "stock", listed), {"a x", "b"})
+        skipped = [results.Test(name, "skipped", 1, "no namespace") for name in ("a x", "b", "c")]
+        found = results.without_silent_skips([*skipped, results.Test("d", "ok")], expected)
+        self.assertEqual([test.status for test in found], ["skipped", "FAILED", "FAILED", "ok"])
+        self.assertIn("no namespace", found[1].why)
+
+    def test_the_list_of_skips_can_be_read(self):
+        self.assertTrue(results.expected_skips("tests-tsan", "own"))
+        self.assertFalse(results.expected_skips("tests", "own"))
 
 
 class Console(unittest.TestCase):
@@ -88,19 +112,74 @@ class Console(unittest.TestCase):
         with self.assertRaises(boot.BoardError):
             boot.interpret(["@board results", "@@@", "@board results end"])
 
+    def test_garbled_lines_are_noticed(self):
+        packed = base64.b64encode(b"no archive").decode()
+        for lines in (["@board exit 0[   12.3] something"], ["@board results end"], ["@board exit "],
+                      ["@board results", packed, "@board results end"],
+                      ["@board results", "\u00e9", "@board results end"]):
+            with self.assertRaises(boot.BoardError, msg=lines):
+                boot.interpret(lines)
+
     def test_a_board_without_an_end_has_no_exit_code(self):
         self.assertIsNone(boot.interpret(["hello"])[0])
+
+
+class Boot(unittest.TestCase):
+    """With a script in the emulator's place."""
+
+    def boot(self, script, **options):
+        with tempfile.TemporaryDirectory() as folder, unittest.mock.patch.object(tempfile, "tempdir", folder):
+            emulator = pathlib.Path(folder, "emulator")
+            emulator.write_text("#!/bin/sh\n" + script, encoding="utf-8")
+            emulator.chmod(0o755)
+            part = pathlib.Path(folder, "part")
+            part.write_text("one\n", encoding="utf-8")
+            with unittest.mock.patch.object(boot, "EMULATOR", str(emulator)):
+                try:
+                    return boot.boot(boot.Setup(pathlib.Path("kernel"), [part, part], "/bin/true", **options))
+                finally:
+                    self.assertEqual(sorted(os.listdir(folder)), ["emulator", "part"])
+
+    def test_an_end_brings_its_code(self):
+        found = self.boot('while [ "$1" != -initrd ]; do shift; done; cat "$2"; echo @board exit 3')
+        self.assertEqual((found.exit_code, found.cut, found.lines[:2]), (3, False, ["one", "one"]))
+
+    def test_an_emulator_that_does_not_start_is_no_cut(self):
+        for script in ("exit 1", "echo '@work 200'", "echo @now; exit 1"):
+            with self.assertRaisesRegex(boot.BoardError, "died", msg=script):
+                self.boot(script, cut_after="@now", cut_delay=5)
+
+    def test_a_cut_comes_after_its_delay(self):
+        began = time.monotonic()
+        found = self.boot("echo @now; echo later; exec sleep 100", cut_after="@now", cut_delay=2)
+        self.assertEqual((found.exit_code, found.cut, found.lines), (None, True, ["@now", "later"]))
+        self.assertTrue(2 <= time.monotonic() - began < 20)
+
+    def test_a_work_that_ended_before_the_cut_is_told(self):
+        found = self.boot("echo @now; echo @board exit 1; exec sleep 100", cut_after="@now", cut_delay=2)
+        self.assertEqual(found.exit_code, 1)
+
+    def test_only_a_number_is_a_seed(self):
+        for seed in ("abc", "-1", "1.5", "4294967296", "\u0663"):
+            with unittest.mock.patch.dict(os.environ, BOARD_SEED=seed), self.assertRaises(boot.BoardError):
+                boot.random_seed()
+        with unittest.mock.patch.dict(os.environ, BOARD_SEED="4294967295"):
+            self.assertEqual(boot.random_seed(), 4294967295)
 
 
 class Suite(unittest.TestCase):
     def test_what_a_desk_needs_is_left_out(self):
         self.assertEqual(suite.Test({"name": "t",
                                      "command": ["/usr/bin/qemu-aarch64", "-L", "/usr/x", "/b/t", "--f=a b"],
-                                     "properties": [{"name": "TIMEOUT", "value": 60}]}).line(),
+                                     "properties": [{"name": "TIMEOUT", "value": 60}]}).line(400),
                          "t\t300\t77\t/b/t '--f=a b'")
         self.assertEqual(suite.Test({"name": "t", "command": ["/s/with-binfmt.sh", "--or-skip", "env", "-i",
-                                                              "QEMU_LD_PREFIX=/usr/x", "/b/t"]}).line(),
+                                                              "QEMU_LD_PREFIX=/usr/x", "/b/t"]}).line(400),
                          "t\t300\t77\tenv -i /b/t")
+
+    def test_no_test_takes_all_of_a_boots_time(self):
+        self.assertIn("\t200\t", suite.Test({"name": "t", "command": ["/b/t"],
+                                             "properties": [{"name": "TIMEOUT", "value": 300}]}).line(200))
 
 
 class Page(unittest.TestCase):
