@@ -80,25 +80,27 @@ def expected():
             pool.leave_idle(second, *step[1:])
             caller += pool.takers
             pool.takers = []
-    return {"caller": caller, "local reclaimer": local.lines, "shared reclaimer": shared.lines}
+    said = {"caller": caller, "local reclaimer": local.lines, "shared reclaimer": shared.lines}
+    # what is normal is of one level
+    return {who: [(second, f"info [{text}") for second, text in lines] for who, lines in said.items()}
 
 
 def _speaker(text):
-    if re.match(r"\w+@(321|372|25|438)\]", text):
+    if re.match(r"\w+ \[\w+@(321|372|25|438)\]", text):
         return "shared reclaimer"
-    return "local reclaimer" if re.match(r"\w+@(318|373|17|439|476)\]", text) else "caller"
+    return "local reclaimer" if re.match(r"\w+ \[\w+@(318|373|17|439|476)\]", text) else "caller"
 
 
 def _read(log):
-    """Lines by who wrote them; seconds since the first line, addresses, names and thread ids made equal."""
+    """Lines with their level, by who wrote them; seconds since the first line, addresses, names and thread ids made equal."""
     found = {"caller": [], "local reclaimer": [], "shared reclaimer": []}
     start = None
     for line in log.splitlines():
-        match = re.match(r"(\S+)Z (\w+) +\d+ \[(.*)", line)
+        match = re.match(r"(\S+)Z (\w+) +\d+ (\[.*)", line)
         if not match:
             found["caller"].append((-1, line))
             continue
-        when, text = datetime.datetime.fromisoformat(match.group(1)), match.group(3)
+        when, text = datetime.datetime.fromisoformat(match.group(1)), f"{match.group(2)} {match.group(3)}"
         start = start or when
         for pattern, word in ((r"0x[0-9a-f]+", "ADDRESS"), (r"ZTKTool-\d+-[0-9a-f]+", "NAME"), (r"tid=\d+", "tid=TID")):
             text = re.sub(pattern, word, text)

@@ -26,7 +26,7 @@ import suite  # noqa: E402 pylint: disable=wrong-import-position
 def a_log():
     """What the model itself expects, as the stand-in writes it."""
     lines = sorted((line for said in hours.expected().values() for line in said), key=lambda line: line[0])
-    return [f"2024-01-01T{second // 3600:02d}:{second // 60 % 60:02d}:{second % 60:02d}.000Z info    7 [{text}"
+    return [f"2024-01-01T{second // 3600:02d}:{second // 60 % 60:02d}:{second % 60:02d}.000Z {text.replace(' ', '    7 ', 1)}"
             for second, text in lines]
 
 
@@ -46,6 +46,12 @@ class Hours(unittest.TestCase):
     def test_a_line_a_second_late_is_found(self):
         log = "\n".join(a_log())
         self.assertTrue(hours.difference(log.replace("T02:00:00.000Z", "T02:00:01.000Z", 1)))
+
+    def test_another_level_is_found(self):
+        for index in (0, 20, -1):
+            log = a_log()
+            log[index] = log[index].replace("Z info ", "Z error ")
+            self.assertTrue(hours.difference("\n".join(log)), index)
 
     def test_no_log_is_found(self):
         self.assertTrue(hours.difference(""))
