@@ -92,7 +92,7 @@ def _speaker(text):
 
 
 def _read(log):
-    """Lines with their level, by who wrote them; seconds since the first line, addresses, names and thread ids made equal."""
+    """Lines with their level, by who wrote them; seconds since the first line. Addresses, names and ids made equal."""
     found = {"caller": [], "local reclaimer": [], "shared reclaimer": []}
     start = None
     for line in log.splitlines():

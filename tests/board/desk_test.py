@@ -7,6 +7,7 @@ import base64
 import io
 import os
 import pathlib
+import subprocess
 import sys
 import tarfile
 import tempfile
@@ -15,9 +16,12 @@ import unittest
 import unittest.mock
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, sys.argv.pop(1))
+PROGRAMS = pathlib.Path(sys.argv.pop(1)).resolve()
+BENCH = PROGRAMS.parent / "bench"
+sys.path[:0] = [str(PROGRAMS), str(BENCH)]
 import boot  # noqa: E402 pylint: disable=wrong-import-position
 import hours  # noqa: E402 pylint: disable=wrong-import-position
+import instruction_table  # noqa: E402 pylint: disable=wrong-import-position
 import page  # noqa: E402 pylint: disable=wrong-import-position
 import results  # noqa: E402 pylint: disable=wrong-import-position
 import suite  # noqa: E402 pylint: disable=wrong-import-position
@@ -26,8 +30,8 @@ import suite  # noqa: E402 pylint: disable=wrong-import-position
 def a_log():
     """What the model itself expects, as the stand-in writes it."""
     lines = sorted((line for said in hours.expected().values() for line in said), key=lambda line: line[0])
-    return [f"2024-01-01T{second // 3600:02d}:{second // 60 % 60:02d}:{second % 60:02d}.000Z {text.replace(' ', '    7 ', 1)}"
-            for second, text in lines]
+    return [f"2024-01-01T{second // 3600:02d}:{second // 60 % 60:02d}:{second % 60:02d}.000Z " +
+            text.replace(" ", "    7 ", 1) for second, text in lines]
 
 
 class Hours(unittest.TestCase):
@@ -171,6 +175,45 @@ class Boot(unittest.TestCase):
                 boot.random_seed()
         with unittest.mock.patch.dict(os.environ, BOARD_SEED="4294967295"):
             self.assertEqual(boot.random_seed(), 4294967295)
+
+
+class Instructions(unittest.TestCase):
+    """The checked-in table against counts that are its own, or nearly."""
+
+    def check(self, head=None, factor=1.0):
+        table = instruction_table.Table.read()
+        kept = table.heads["board"]
+        with tempfile.TemporaryDirectory() as folder:
+            build = pathlib.Path(folder)
+            (build / "CMakeFiles/x").mkdir(parents=True)
+            version, build_type = kept["compiler"].removeprefix("gcc ").split(", ")
+            (build / "CMakeCache.txt").write_text(f"CMAKE_BUILD_TYPE:STRING={build_type}\n", encoding="utf-8")
+            (build / "CMakeFiles/x/CMakeCXXCompiler.cmake").write_text(
+                f'set(CMAKE_CXX_COMPILER "{build}/gcc")\n', encoding="utf-8")
+            (build / "gcc").write_text(f"#!/bin/sh\necho gcc {version}\n", encoding="utf-8")
+            (build / "gcc").chmod(0o755)
+            lines = [f"# {word}\t{value}" for word, value in {**kept, **(head or {})}.items() if word != "compiler"]
+            for row in instruction_table.ROWS:
+                figure = table.figures["board"][instruction_table.name_of(*row)]
+                lines.append(f"{row[0]} {row[1]} 100 {100 * factor * figure:.0f}")
+            (build / "counted").write_text("\n".join(lines) + "\n", encoding="utf-8")
+            done = subprocess.run([BENCH / "count-instructions", build, "--board", build / "counted", "--check"],
+                                  check=False, capture_output=True, text=True)
+        return done.returncode, done.stdout
+
+    def test_what_has_grown_is_found(self):
+        self.assertEqual([self.check(factor=factor)[0] for factor in (0.5, 1, 1.04, 1.06)], [0, 0, 0, 1])
+
+    def test_a_newer_kernel_or_emulator_is_compared_all_the_same(self):
+        for head in ({"kernel": "6.1.999"}, {"counted by": "perf_event, QEMU 9"}):
+            self.assertEqual(self.check(head, 1.06)[0], 1, head)
+            code, said = self.check(head)
+            self.assertEqual((code, "another" in said), (0, True), head)
+
+    def test_another_c_library_is_told(self):
+        code, said = self.check({"libc": "glibc 9"}, 1.06)
+        self.assertEqual(code, 77)
+        self.assertIn("renew it with --write", said.splitlines()[0])
 
 
 class Suite(unittest.TestCase):
