@@ -159,9 +159,13 @@ def tests_tsan(context):
 
 # ---- what a desk cannot show ---------------------------------------------------------------------------------
 
-def _gtest(context, name, program, environment="", others=(), **options):
+def _gtest_outcome(context, name, program, environment="", others=(), **options):
     script = f"{environment} exec /board/each-test {context.longest_test} {context.program(program)}\n"
-    return tests_in(context.boot([context.pack(name, [program, *others], script)], f"/board/{name}", **options))
+    return context.boot([context.pack(name, [program, *others], script)], f"/board/{name}", **options)
+
+
+def _gtest(*arguments, **options):
+    return tests_in(_gtest_outcome(*arguments, **options))
 
 
 def mmz(context):
@@ -175,9 +179,13 @@ def reserve(context):
     # A small kernel leaves little more than the reserve of the first two; a large one takes more for itself.
     for memory, wanted in ((392 if context.has_heap else 448, "Border"), (448 if context.has_heap else 496, "Border"),
                            (368, "BelowTheReserve")):
-        for test in _gtest(context, "reserve", "board_reserve_check", f"GTEST_FILTER={wanted}.*", memory=memory,
-                           cma="16M"):
-            found.append(dataclasses.replace(test, name=f"{test.name} ({memory} MiB)"))
+        outcome = _gtest_outcome(context, "reserve", "board_reserve_check", f"""grep '^MemAvailable:' /proc/meminfo
+GTEST_FILTER={wanted}.*""", memory=memory, cma="16M")
+        found += [dataclasses.replace(test, name=f"{test.name} ({memory} MiB)") for test in tests_in(outcome)]
+        told = re.search(rf"(\d+) MiB (?:available )?of {memory} MiB", page.PAGE.read_text(encoding="utf-8"))
+        if told and context.has_heap:
+            has = int(re.search(r"^MemAvailable: +(\d+) kB$", outcome.text, re.M).group(1)) / 1024
+            found.append(check(f"{page.PAGE.name}: {told.group()}; here {has:.1f}", abs(has - int(told.group(1))) < 2))
     return found
 
 

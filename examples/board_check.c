@@ -4,6 +4,7 @@
  *
  *   aarch64-linux-gnu-gcc -std=c99 -O2 -Icommon -o board_check examples/board_check.c -ldl
  *   ./board_check [LIBRARY]          exit code 0 if the library can do its work on this board
+ *   ./board_check LIBRARY hold       takes a shared block instead, and keeps it until it is killed
  */
 #define _POSIX_C_SOURCE 200809L
 #include <dlfcn.h>
@@ -157,6 +158,16 @@ static void CheckMmz(const Exports* pExports) {
     Say("MMZ", nTotal > 0, szResult);
 }
 
+static int Hold(const Exports* pExports) {
+    char szName[ZTK_SHARED_NAME_SIZE];
+    void* pBlock = NULL;
+    if (pExports->AllocatePoolSharedMemory(kMiB, &pBlock, szName) != ZTK_SUCCESS) return 1;
+    printf("holding %s\n", szName);
+    fflush(stdout);
+    for (;;)
+        pause();
+}
+
 int main(int argc, char** argv) {
     const char* szLibrary = argc > 1 ? argv[1] : "libZTKCommon.so";
     Exports exports;
@@ -167,6 +178,7 @@ int main(int argc, char** argv) {
     }
     Say("load", 1, szLibrary);
     if (!FindAll(hLibrary, &exports)) return 1;
+    if (argc > 2 && strcmp(argv[2], "hold") == 0) return Hold(&exports);
     CheckMemory(&exports);
     CheckSharedDirectory();
     CheckShared(&exports);

@@ -7,6 +7,7 @@ import base64
 import io
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tarfile
@@ -236,6 +237,34 @@ class Page(unittest.TestCase):
         text = "# t\n```sh desk\na\nb\n```\n\n```text\nout\n```\nwords\n```sh board\nc\n```\n```c\nint x;\n```\n"
         self.assertEqual([(block.where, block.commands, block.output, block.line) for block in page.blocks_of(text)],
                          [("desk", "a\nb\n", "out\n", 2), ("board", "c\n", None, 11)])
+
+    def test_blocks_in_a_list(self):
+        found, = page.blocks_of("1. a\n\n   ```sh board\n   b\n     c\n   ```\n\n   ```text\n   ```\n")
+        self.assertEqual((found.where, found.commands, found.output), ("board", "b\n  c\n", ""))
+
+    def test_the_page_s_look_at_the_libraries_finds_what_is_missing(self):
+        block = next(one for one in page.blocks_of(page.PAGE.read_text(encoding="utf-8"))
+                     if "LD_TRACE_LOADED_OBJECTS" in one.commands)
+        good = ["\tlibrockit.so => /lib/librockit.so (0x1)", "\tlibZTKSDKLogC.so => /lib/libZTKSDKLogC.so (0x2)",
+                "\tlibc.so.6 => /lib/libc.so.6 (0x3)", "\t/lib/ld-linux-aarch64.so.1 (0x4)"]
+        for lines, holds in ((good, True), ([*good[:1], "\tlibZTKSDKLogC.so => not found", *good[2:]], False),
+                             ([*good, "undefined symbol: RK_MPI_MMZ_Alloc\t(/usr/lib/libZTKCommon.so)"], False)):
+            with tempfile.TemporaryDirectory() as folder:
+                loader = pathlib.Path(folder, "loader")
+                loader.write_text("#!/bin/sh\ncat <<'END'\n" + "\n".join(lines) + "\nEND\n", encoding="utf-8")
+                loader.chmod(0o755)
+                commands = block.commands.replace("/tmp/", f"{folder}/")
+                # the stub is run, not traced
+                commands = re.sub(r"^.*/ld-linux-aarch64\.so\.1", str(loader), commands)
+                printed, _ = page.run_within(60, commands)
+            self.assertEqual(page.matches(block.output, printed), holds, printed)
+
+    def test_commands_that_hang_are_ended_with_their_children(self):
+        began = time.monotonic()
+        printed, code = page.run_within(1, "echo started; sleep 100 & sleep 100; echo late")
+        self.assertEqual((printed.splitlines()[0], code), ("started", "none"))
+        self.assertNotIn("late", printed)
+        self.assertLess(time.monotonic() - began, 50)
 
     def test_output_is_held_against_what_is_printed(self):
         self.assertTrue(page.matches("a\n...\nsize ... MiB\n", "a\nx\ny\nsize 12 MiB\n"))
