@@ -152,9 +152,23 @@ def tests_asan(context):
 
 
 def tests_tsan(context):
-    """Those of the built library with the thread sanitizer."""
+    """Those of the built library with the thread sanitizer, and many threads on both pools."""
     defects = {"race": "ThreadSanitizer: data race"}
-    return _finds(context, "tsan", defects) + _suite(context, "tsan", suite.SANITIZED, memory=4096)
+    return _finds(context, "tsan", defects) + _suite(context, "tsan", suite.SANITIZED, memory=4096) + _threads(context)
+
+
+def _threads(context):
+    """The torture campaign's, with the sanitizer on both sides."""
+    build, seed = context.builds["tsan"], boot.random_seed()
+    program = build / "torture" / "ztk_torture_threads"
+    tree = initramfs.Tree(context.work / "threads", keep_debug=True)
+    tree.add(program)
+    tree.add_libraries(suite.runtimes_of(build))
+    tree.write("/board/threads", f"#!/bin/sh\nexec {program} 20 {seed}\n")
+    outcome = context.boot([tree.pack(context.work / "threads.cpio")], "/board/threads", cpus=2, memory=2048)
+    said = re.search(r'"runs": (\d+), "differences": 0', outcome.text)
+    return [check(f"many threads on both pools (BOARD_SEED={seed})",
+                  outcome.exit_code == 0 and said and int(said.group(1)) > 1000, outcome.text, outcome.seconds)]
 
 
 # ---- what a desk cannot show ---------------------------------------------------------------------------------
