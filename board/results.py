@@ -49,10 +49,10 @@ def check(name, holds, why="", seconds=0.0):
     return Test(name, "ok" if holds else "FAILED", seconds, why)
 
 
-def expected_skips(stage, kernel, path=EXPECTED_SKIPS):
+def expected_skips(stage, path=EXPECTED_SKIPS):
     """The names of the tests that may be skipped: what else is skipped was to be tested."""
     lines = (line.split("\t") for line in path.read_text(encoding="utf-8").splitlines() if not line.startswith("#"))
-    return {name for one, where, name in lines if one == stage and where in (kernel, "any")}
+    return {name for one, name in lines if one == stage}
 
 
 def without_silent_skips(tests, expected):

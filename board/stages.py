@@ -37,11 +37,6 @@ class Context:
         """Seconds that one test may take: when it hangs, there is time left for the others."""
         return max(1, int(self.timeout / 3))
 
-    @property
-    def kind(self):
-        """Of the kernel, as expected_skips.txt calls it."""
-        return "own" if self.has_heap else "stock"
-
     def boot(self, parts, command, **options):
         setup = boot.Setup(self.kernel, [self.base, *parts], command, timeout=self.timeout, loud=self.loud)
         return boot.boot(dataclasses.replace(setup, **options))

@@ -95,17 +95,16 @@ class Results(unittest.TestCase):
     def test_only_a_skip_that_is_listed_is_none(self):
         with tempfile.TemporaryDirectory() as folder:
             listed = pathlib.Path(folder, "list")
-            listed.write_text("# why\ns\tany\ta x\ns\tstock\tb\nt\tany\tc\n", encoding="utf-8")
-            expected = results.expected_skips("s", "own", listed)
-            self.assertEqual(results.expected_skips("s", "stock", listed), {"a x", "b"})
+            listed.write_text("# why\ns\ta x\nt\tc\n", encoding="utf-8")
+            expected = results.expected_skips("s", listed)
         skipped = [results.Test(name, "skipped", 1, "no namespace") for name in ("a x", "b", "c")]
         found = results.without_silent_skips([*skipped, results.Test("d", "ok")], expected)
         self.assertEqual([test.status for test in found], ["skipped", "FAILED", "FAILED", "ok"])
         self.assertIn("no namespace", found[1].why)
 
     def test_the_list_of_skips_can_be_read(self):
-        self.assertTrue(results.expected_skips("tests-tsan", "own"))
-        self.assertFalse(results.expected_skips("tests", "own"))
+        self.assertTrue(results.expected_skips("tests-tsan"))
+        self.assertFalse(results.expected_skips("tests"))
 
 
 class Console(unittest.TestCase):
