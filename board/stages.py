@@ -159,7 +159,7 @@ def _threads(context):
     tree = initramfs.Tree(context.work / "threads", keep_debug=True)
     tree.add(program)
     tree.add_libraries(suite.runtimes_of(build))
-    tree.write("/board/threads", f"#!/bin/sh\nexec {program} 20 {seed}\n")
+    tree.write("/board/threads", f"#!/bin/sh\nexec {program} --seconds 20 --seed {seed}\n")
     outcome = context.boot([tree.pack(context.work / "threads.cpio")], "/board/threads", cpus=2, memory=2048)
     said = re.search(r'"runs": (\d+), "differences": 0', outcome.text)
     return [check(f"many threads on both pools (BOARD_SEED={seed})",
