@@ -14,8 +14,8 @@
 #include "torture/fuzz/changed_header.h"
 #include "torture/fuzz/text_maker.h"
 #include "torture/processes/place.h"
-#include "torture/run.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

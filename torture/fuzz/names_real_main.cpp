@@ -22,8 +22,8 @@
 #include "torture/fuzz/name_maker.h"
 #include "torture/fuzz/name_oracle.h"
 #include "torture/processes/place.h"
-#include "torture/run.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

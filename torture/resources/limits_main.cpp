@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "torture/processes/place.h"
-#include "torture/run.h"
 #include "torture/report.h"
 #include "torture/resources/limit_case.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {

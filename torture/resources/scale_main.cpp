@@ -16,8 +16,8 @@
 #include "tests/library/library.h"
 #include "torture/processes/place.h"
 #include "torture/processes/real_functions.h"
-#include "torture/run.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {
