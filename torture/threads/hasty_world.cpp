@@ -26,7 +26,7 @@ constexpr std::int64_t kHaste = 1000;
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
 constexpr std::uint64_t kPlenty = std::uint64_t{1} << 40U;
 constexpr std::uint64_t kReserve = std::uint64_t{350} << 20U;
-constexpr unsigned kShortEvery = 997;
+constexpr unsigned kShortEvery = 9973;
 constexpr std::uint64_t kPage = 4096;
 
 std::atomic<unsigned> g_nReadings{0};
@@ -34,6 +34,7 @@ std::atomic<std::uint64_t> g_nChecks{0};
 std::atomic<std::uint64_t> g_nDumps{0};
 std::atomic<std::uint64_t> g_nFreed{0};
 std::atomic<int> g_nLevel{0};
+thread_local bool g_bReclaimer = false;
 
 }  // namespace
 
@@ -99,9 +100,13 @@ void ZTK_LOG_WriteLog(int /*level*/, const char* format, ...) {
     va_start(values, format);
     const std::string_view function = va_arg(values, const char*);
     va_end(values);
-    if (function == "DoFreeUnbusyMemoryWork") ztk::torture::g_nChecks.fetch_add(1, std::memory_order_relaxed);
+    if (function == "DoFreeUnbusyMemoryWork") {
+        ztk::torture::g_bReclaimer = true;
+        ztk::torture::g_nChecks.fetch_add(1, std::memory_order_relaxed);
+    }
     if (function == "DumpMemoryInfo") ztk::torture::g_nDumps.fetch_add(1, std::memory_order_relaxed);
-    if (function == "FreeUnbusyMemory") ztk::torture::g_nFreed.fetch_add(1, std::memory_order_relaxed);
+    if (function == "FreeUnbusyMemory" && ztk::torture::g_bReclaimer)
+        ztk::torture::g_nFreed.fetch_add(1, std::memory_order_relaxed);
 }
 int ZTK_LOG_GetLogLevel(void) {
     return ztk::torture::g_nLevel.load(std::memory_order_relaxed);

@@ -86,8 +86,8 @@ class Worker {
     }
 
     void GetLocal() {
-        const bool bHuge = Below(500) == 0;  // so that the idle total passes its limit
-        const std::uint64_t nSize = bHuge ? 40 * kMiB : 64 * (1 + Below(64));
+        const bool bHuge = Below(2000) == 0;  // so that the idle total passes its limit
+        const std::uint64_t nSize = bHuge ? 40 * kMiB * (1 + Below(4)) : 64 * (1 + Below(64));
         const std::int32_t enMemType = !bHuge && Below(4) == 0 ? ZTK_MEM_MMZ : ZTK_MEM_OS;
         void* pAddress = nullptr;
         std::uint64_t nHandle = 0;
@@ -147,7 +147,7 @@ class Worker {
                 SetLogLevel(static_cast<int>(Below(4)));
                 break;
             default:
-                if (Below(50) == 0) Flush();
+                if (Below(500) == 0) Flush();
         }
     }
 
@@ -214,8 +214,9 @@ int Main(int nCount, char** ppArguments) {
         run.AddDifferences(worker.Wrong());
     }
     const Background background = CountBackground();
-    std::printf("%zu threads; %lu checks of the idle total, %lu lines of dumps, %lu blocks given back\n",
-                threads.size(), background.nChecks, background.nDumpLines, background.nFreed);
+    std::printf(
+        "%zu threads; %lu checks of the idle total, %lu lines of dumps, %lu blocks given back by them\n",
+        threads.size(), background.nChecks, background.nDumpLines, background.nFreed);
     return run.Finish();
 }
 
