@@ -3,9 +3,12 @@
 #include <getopt.h>
 
 #include <array>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <system_error>
 
 #include "torture/report.h"
 
@@ -18,9 +21,10 @@ namespace {
 }
 
 std::uint64_t NumberIn(const char* szText, const char* szProgram) {
-    char* pEnd = nullptr;
-    const std::uint64_t nNumber = std::strtoull(szText, &pEnd, 10);
-    if (pEnd == szText || *pEnd != '\0') EndWithUsage(szProgram);
+    std::uint64_t nNumber = 0;
+    const char* const pEnd = szText + std::strlen(szText);
+    const std::from_chars_result read = std::from_chars(szText, pEnd, nNumber);
+    if (read.ec != std::errc() || read.ptr != pEnd) EndWithUsage(szProgram);
     return nNumber;
 }
 

@@ -82,6 +82,22 @@ class Driver(unittest.TestCase):
             self.part("bad", shell)
             self.assertIn("bad.log", self.refused(), shell)
 
+    def test_a_part_that_ran_with_another_seed_fails(self):
+        shell = 'echo \'{"part": "part", "runs": 3, "differences": 0, "seed": \'"$1"\'}\''
+        largest = str(2**63 - 1)
+        script = str(self.place / "part.sh")
+        self.part("part", shell, command=["sh", script, "{seed}"])
+        self.assertEqual(self.start("--seed", largest).returncode, 0)
+        self.part("part", shell, command=["sh", script, "2147483647", "{seed}"])
+        self.assertIn("part.log", self.refused("--seed", largest))
+
+    def test_the_end_of_a_failed_part_is_shown(self):
+        self.part("bad", "seq 100; echo no such number >&2; exit 2")
+        shown = self.start().stdout.splitlines()
+        self.assertIn("no such number", shown)
+        self.assertIn("100", shown)
+        self.assertNotIn("50", shown)
+
     def test_what_was_not_run_is_told_at_the_end(self):
         self.good_part("good")
         self.part("elsewhere", 'echo \'{"part": "elsewhere", "skipped": "no such kernel"}\'')

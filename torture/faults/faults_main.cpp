@@ -2,14 +2,14 @@
 //
 //   ztk_torture_faults LIBRARY singles [SCENARIO]
 //     every call of every scenario, once and from then on: prints what came of each, for single-faults
-//   ztk_torture_faults LIBRARY pairs SECONDS SEED
-//     every ordered pair of calls of every scenario, each failing once: checks what holds whatever fails
+//   ztk_torture_faults LIBRARY pairs [--count N] [--seconds N] [--seed S]
+//     every ordered pair of calls of every scenario, each failing once: checks what holds whatever fails; in
+//     random order of the first, all of them unless a number or a time is given
 #include <algorithm>
-#include <chrono>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
+#include <limits>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -19,6 +19,7 @@
 #include "torture/faults/run.h"
 #include "torture/faults/shared_result.h"
 #include "torture/report.h"
+#include "torture/run.h"
 
 namespace ztk::torture {
 namespace {
@@ -90,23 +91,16 @@ std::vector<RecordedCall> CallsAfter(const std::vector<RecordedCall>& calls, con
 
 class Pairs {
   public:
-    Pairs(std::string libraryPath, int nSeconds, unsigned nSeed)
-        : libraryPath_(std::move(libraryPath)),
-          end_(Now() + std::chrono::seconds(nSeconds)),
-          random_(nSeed) {}
+    Pairs(std::string libraryPath, Run& run) : libraryPath_(std::move(libraryPath)), run_(run) {}
 
-    /// All of them, or as many, in random order of the first, as there is time for.
     void RunAll() {
         CollectFirsts();
-        std::shuffle(firsts_.begin(), firsts_.end(), random_);
+        std::shuffle(firsts_.begin(), firsts_.end(), run_.Random());
         std::size_t nFirsts = 0;
-        for (; nFirsts < firsts_.size() && Now() < end_; ++nFirsts)
+        for (; nFirsts < firsts_.size() && run_.GoesOn(); ++nFirsts)
             RunAllAfter(firsts_[nFirsts]);
         std::printf("%zu of %zu first faults, each with every fault after it\n", nFirsts, firsts_.size());
     }
-
-    std::size_t Run() const { return nRun_; }
-    std::size_t Differences() const { return nDifferences_; }
 
   private:
     struct First {
@@ -114,8 +108,6 @@ class Pairs {
         std::shared_ptr<const Outcome> pClean;
         Fault fault;
     };
-
-    static std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
 
     /// A call that fails by the failure marker of mmap() ends the program: nothing comes after.
     static bool EndsAll(const FaultKind& kind) { return kind.bMarker; }
@@ -142,16 +134,15 @@ class Pairs {
     }
 
     void Check(const First& first, const Fault& second) {
-        ++nRun_;
+        run_.CountRun();
         const std::vector<Fault> faults = {first.fault, second};
         const Outcome outcome = RunScenarioQuickly(*first.pScenario, faults, libraryPath_);
         const std::vector<std::string> wrong =
             Violations(first.pScenario->name, *first.pClean, outcome, faults);
         if (wrong.empty()) return;
-        ++nDifferences_;
-        std::printf("DIFFERENCE %s: %d %s %d, then %d %s %d\n", first.pScenario->name.c_str(),
-                    first.fault.point.nRole, first.fault.pKind->szName, first.fault.point.nOccurrence,
-                    second.point.nRole, second.pKind->szName, second.point.nOccurrence);
+        run_.Differs("%s: %d %s %d, then %d %s %d", first.pScenario->name.c_str(), first.fault.point.nRole,
+                     first.fault.pKind->szName, first.fault.point.nOccurrence, second.point.nRole,
+                     second.pKind->szName, second.point.nOccurrence);
         for (const std::string& line : wrong)
             std::printf("  wrong: %s\n", line.c_str());
         for (const std::string& line : outcome.lines)
@@ -159,42 +150,36 @@ class Pairs {
     }
 
     std::string libraryPath_;
-    std::chrono::steady_clock::time_point end_;
-    std::mt19937 random_;
+    Run& run_;
     std::vector<First> firsts_;
-    std::size_t nRun_ = 0;
-    std::size_t nDifferences_ = 0;
 };
 
 int EndWithUsage() {
     std::fputs(
         "usage: ztk_torture_faults LIBRARY singles [SCENARIO]\n"
-        "       ztk_torture_faults LIBRARY pairs SECONDS SEED\n",
+        "       ztk_torture_faults LIBRARY pairs [--count N] [--seconds N] [--seed S]\n",
         stderr);
     return 2;
 }
 
-bool IsNumber(const std::string& word) {
-    return !word.empty() && word.size() < 10 && word.find_first_not_of("0123456789") == std::string::npos;
+int RunSingles(const std::string& libraryPath, const std::string& only) {
+    for (const Scenario& scenario : AllScenarios()) {
+        if (only.empty() || scenario.name == only) RunSingles(scenario, libraryPath);
+    }
+    return 0;
 }
 
-int Main(const std::vector<std::string>& words) {
-    if (words.size() < 2 || words.size() > 4) return EndWithUsage();
-    const std::string& libraryPath = words.at(0);
+int Main(int nCount, char** ppArguments) {
+    if (nCount < 3) return EndWithUsage();
+    const std::string libraryPath = ppArguments[1];
+    const std::string what = ppArguments[2];
     MakeSharedResult();
     MakeMemInfoTexts();
-    if (words.at(1) == "singles") {
-        for (const Scenario& scenario : AllScenarios()) {
-            if (words.size() < 3 || scenario.name == words.at(2)) RunSingles(scenario, libraryPath);
-        }
-        return 0;
-    }
-    if (words.at(1) != "pairs" || words.size() != 4 || !IsNumber(words[2]) || !IsNumber(words[3]))
-        return EndWithUsage();
-    const auto nSeed = static_cast<unsigned>(std::stoul(words.at(3)));
-    Pairs pairs(libraryPath, std::stoi(words.at(2)), nSeed);
-    pairs.RunAll();
-    return Report("fault-pairs", pairs.Run(), pairs.Differences(), nSeed);
+    if (what == "singles" && nCount < 5) return RunSingles(libraryPath, nCount == 4 ? ppArguments[3] : "");
+    if (what != "pairs") return EndWithUsage();
+    Run run("fault-pairs", nCount - 2, ppArguments + 2, std::numeric_limits<std::uint64_t>::max());
+    Pairs(libraryPath, run).RunAll();
+    return run.Finish();
 }
 
 }  // namespace
@@ -204,5 +189,5 @@ int main(int nCount, char** ppArguments) {
     if (!ztk::test::EnterPrivateShm()) {
         return ztk::torture::ReportSkipped("fault-pairs", "no private /dev/shm");
     }
-    return ztk::torture::Main({ppArguments + 1, ppArguments + nCount});
+    return ztk::torture::Main(nCount, ppArguments);
 }
