@@ -95,13 +95,15 @@ int Sleep(pthread_cond_t* pCond, pthread_mutex_t* pMutex, std::uint64_t nDeadlin
         __real_pthread_mutex_lock(pMutex);
         return ETIMEDOUT;
     }
+    // The first use allocates: before others may take this thread for asleep, and fork.
+    ThisThread& thisThread = t_thisThread;
     Sleeper sleeper{nDeadline, pCond, pMutex};
     Register(sleeper);
-    t_thisThread.Rest();
+    thisThread.Rest();
     do {
         __real_pthread_cond_wait(pCond, pMutex);
     } while (GoesOn(sleeper));
-    t_thisThread.WasWoken();
+    thisThread.WasWoken();
     return sleeper.bExpired ? ETIMEDOUT : 0;
 }
 
