@@ -40,7 +40,7 @@ ztk::torture::Real<int(FILE*)> g_fclose("fclose");
 ztk::torture::Real<int(clockid_t, timespec*)> g_clockGettime("clock_gettime");
 ztk::torture::Real<int(timeval*, void*)> g_gettimeofday("gettimeofday");
 
-[[gnu::constructor(ztk::torture::kFindEarly)]] void FindReal() {
+[[gnu::constructor(ztk::torture::kFindEarly)]] void FindRealFileCalls() {
     g_mmap.Find();
     g_munmap.Find();
     g_madvise.Find();

@@ -40,7 +40,7 @@ using ForkHandler = void();
 ztk::torture::Real<int(ForkHandler*, ForkHandler*, ForkHandler*, void*)> g_registerAtfork(
     "__register_atfork");
 
-[[gnu::constructor(ztk::torture::kFindEarly)]] void FindReal() {
+[[gnu::constructor(ztk::torture::kFindEarly)]] void FindRealThreadCalls() {
     g_create.Find();
     g_join.Find();
     g_sigmask.Find();
