@@ -163,10 +163,14 @@ int EndWithUsage() {
 }
 
 int RunSingles(const std::string& libraryPath, const std::string& only) {
+    bool bFound = false;
     for (const Scenario& scenario : AllScenarios()) {
-        if (only.empty() || scenario.name == only) RunSingles(scenario, libraryPath);
+        if (!only.empty() && scenario.name != only) continue;
+        bFound = true;
+        RunSingles(scenario, libraryPath);
     }
-    return 0;
+    if (!bFound) std::fprintf(stderr, "ztk_torture_faults: no scenario named %s\n", only.c_str());
+    return bFound ? 0 : 2;
 }
 
 int Main(int nCount, char** ppArguments) {
